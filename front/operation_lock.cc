@@ -1,0 +1,10 @@
+#include "front/operation_lock.h"
+
+namespace velmora {
+
+std::mutex& operationLock() {
+  static auto& lock = *new std::mutex;
+  return lock;
+}
+
+}  // namespace velmora

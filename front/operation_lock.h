@@ -1,0 +1,15 @@
+// The one lock that spans connections: at most one request that changes the system runs in the
+// whole helper. It is only ever tried, never waited for.
+#pragma once
+
+#include <mutex>
+
+namespace velmora {
+
+inline constexpr const char* OperationAlreadyRunningMessage =
+    "Another maintenance operation is already running.";
+
+// Created on first use, never destroyed.
+std::mutex& operationLock();
+
+}  // namespace velmora

@@ -1,0 +1,9 @@
+#include "platform/files.h"
+
+namespace velmora {
+
+std::filesystem::path temporaryDirectory() {
+  return "/tmp";
+}
+
+}  // namespace velmora

@@ -1,0 +1,46 @@
+// The process at the other end of a connection, known by the kernel's word alone: SO_PEERCRED and
+// SO_PEERPIDFD, unix(7). A development stand-in: here, unlike on macOS, a genuine process can be
+// made to run foreign code after it has connected (exec, LD_PRELOAD, ptrace), or can pass its
+// connection on.
+#pragma once
+
+#include <sys/stat.h>
+#include <sys/types.h>
+
+#include <optional>
+
+namespace velmora {
+
+class CodeRequirement;
+
+class PeerProcess {
+ public:
+  // `socket` is a connected local socket that outlives this object. Raises PlatformError.
+  explicit PeerProcess(int socket);
+
+  uid_t effectiveUserIdentifier() const { return user_; }
+
+  // Whether the process still lives and runs an executable that satisfies `requirement`. The
+  // whole test is made the first time and whenever another executable is run since the last one.
+  bool satisfies(const CodeRequirement& requirement);
+
+ private:
+  // The change time is part of it because a number is given to the next file once it is free.
+  struct FileIdentity {
+    dev_t device;
+    ino_t number;
+    timespec changed;
+    bool operator==(const FileIdentity& other) const;
+  };
+
+  bool isAlive() const;
+  bool checkWholly(const CodeRequirement& requirement);
+  static FileIdentity identityOf(const struct stat& status);
+
+  int socket_;
+  pid_t process_;
+  uid_t user_;
+  std::optional<FileIdentity> genuineExecutable_;
+};
+
+}  // namespace velmora

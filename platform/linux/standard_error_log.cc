@@ -1,0 +1,70 @@
+#include "platform/linux/standard_error_log.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
+#include <mutex>
+
+#include "platform/text.h"
+
+namespace velmora {
+namespace {
+
+// Writes as much of `line` as standard error takes at once and returns how much that was.
+std::size_t writeWithoutWaiting(std::string_view line) noexcept {
+  std::size_t written = 0;
+  while (written < line.size()) {
+    pollfd standardError{STDERR_FILENO, POLLOUT, 0};
+    if (::poll(&standardError, 1, 0) != 1 || (standardError.revents & POLLOUT) == 0) break;
+    // A pipe that polls as writable takes this much without blocking: pipe(7).
+    const std::size_t piece = std::min<std::size_t>(line.size() - written, PIPE_BUF);
+    const ssize_t count = ::write(STDERR_FILENO, line.data() + written, piece);
+    if (count <= 0) break;
+    written += static_cast<std::size_t>(count);
+  }
+  return written;
+}
+
+}  // namespace
+
+std::string escapingControlCharacters(std::string_view message) {
+  constexpr char digits[] = "0123456789ABCDEF";
+  std::string result;
+  for (const char character : message) {
+    const auto byte = static_cast<unsigned char>(character);
+    switch (character) {
+      case '\\':
+        result += "\\\\";
+        break;
+      case '\n':
+        result += "\\n";
+        break;
+      case '\r':
+        result += "\\r";
+        break;
+      case '\t':
+        result += "\\t";
+        break;
+      default:
+        if (byte < 0x20 || byte == 0x7F) {
+          result += {'\\', 'x', digits[byte >> 4], digits[byte & 0x0F]};
+        } else {
+          result += character;
+        }
+    }
+  }
+  return replacingUncarriable(result);
+}
+
+void writeToStandardError(std::string_view line) noexcept {
+  static std::mutex mutex;  // one line after the other
+  static bool cutShort = false;
+  const std::lock_guard lock(mutex);
+  if (cutShort && writeWithoutWaiting("\n") == 0) return;
+  const std::size_t written = writeWithoutWaiting(line);
+  cutShort = written != 0 && written < line.size();
+}
+
+}  // namespace velmora

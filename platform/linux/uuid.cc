@@ -1,0 +1,32 @@
+#include "platform/uuid.h"
+
+#include <sys/random.h>
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+
+#include "platform/platform_error.h"
+
+namespace velmora {
+
+std::string uuidString() {
+  std::array<unsigned char, 16> bytes{};
+  // A request this small is answered whole, or not at all.
+  while (::getrandom(bytes.data(), bytes.size(), 0) < 0) {
+    if (errno != EINTR) throw PlatformError("read", "random bytes", errno);
+  }
+  bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0F) | 0x40);  // version 4
+  bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3F) | 0x80);  // variant of RFC 9562
+
+  constexpr char digits[] = "0123456789ABCDEF";
+  std::string text;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
+    text += digits[bytes[i] >> 4];
+    text += digits[bytes[i] & 0x0F];
+  }
+  return text;
+}
+
+}  // namespace velmora

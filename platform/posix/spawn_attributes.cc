@@ -1,0 +1,44 @@
+#include "platform/posix/spawn_attributes.h"
+
+#include <csignal>
+
+#include "platform/platform_error.h"
+
+namespace velmora {
+namespace {
+
+void check(int code) {
+  if (code != 0) throw PlatformError("prepare", "a child process", code);
+}
+
+}  // namespace
+
+SpawnAttributes::SpawnAttributes() {
+  check(::posix_spawnattr_init(&attributes_));
+  try {
+    sigset_t none;
+    sigset_t all;
+    ::sigemptyset(&none);
+    ::sigfillset(&all);
+    // These two have no other disposition, and some systems refuse to be told so.
+    ::sigdelset(&all, SIGKILL);
+    ::sigdelset(&all, SIGSTOP);
+    check(::posix_spawnattr_setsigmask(&attributes_, &none));
+    check(::posix_spawnattr_setsigdefault(&attributes_, &all));
+    check(::posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));
+    closeOtherDescriptorsOnExec(&attributes_);
+  } catch (...) {
+    ::posix_spawnattr_destroy(&attributes_);
+    throw;
+  }
+}
+
+SpawnFileActions::SpawnFileActions() {
+  check(::posix_spawn_file_actions_init(&actions_));
+}
+
+void SpawnFileActions::addDuplicate(int descriptor, int childDescriptor) {
+  check(::posix_spawn_file_actions_adddup2(&actions_, descriptor, childDescriptor));
+}
+
+}  // namespace velmora

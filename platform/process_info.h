@@ -1,0 +1,10 @@
+// The clock of every deadline.
+#pragma once
+
+namespace velmora {
+
+// Seconds since boot on a clock that is never set and that every thread sees alike.
+// CLOCK_MONOTONIC on Linux: clock_gettime(2).
+double systemUptime() noexcept;
+
+}  // namespace velmora

@@ -1,0 +1,67 @@
+#include "runner/diagnostic_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "platform/files.h"
+#include "platform/platform_error.h"
+#include "platform/text.h"
+#include "platform/uuid.h"
+#include "runner/helper_command_error.h"
+
+namespace velmora {
+namespace {
+
+constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
+
+std::filesystem::path freshPath() {
+  try {
+    return temporaryDirectory() / ("driftwhale-helper-" + uuidString() + ".stderr");
+  } catch (const PlatformError&) {
+    throw HelperCommandError::diagnosticUnavailable();
+  }
+}
+
+// The first bytes of the file, as many as count; fewer when reading them fails.
+std::string readBeginning(int descriptor) {
+  std::string bytes(DiagnosticFile::maximumBytes, '\0');
+  std::size_t size = 0;
+  while (size < bytes.size()) {
+    const ssize_t count =
+        ::pread(descriptor, bytes.data() + size, bytes.size() - size, static_cast<off_t>(size));
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return {};
+    if (count == 0) break;
+    size += static_cast<std::size_t>(count);
+  }
+  bytes.resize(size);
+  return bytes;
+}
+
+}  // namespace
+
+DiagnosticFile::DiagnosticFile()
+    : path_(freshPath()),
+      file_(::open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, ownerOnly)) {
+  if (!file_.isOpen()) throw HelperCommandError::diagnosticUnavailable();
+  if (::fchmod(file_.get(), ownerOnly) != 0) {
+    ::unlink(path_.c_str());
+    throw HelperCommandError::diagnosticUnavailable();
+  }
+}
+
+DiagnosticFile::~DiagnosticFile() {
+  ::unlink(path_.c_str());
+}
+
+std::string DiagnosticFile::text() const {
+  // What the tool wrote is seen here without a flush, and a flush could take as long as a tool
+  // that writes without end wants it to.
+  const std::optional<std::string> text = decodeUTF8(readBeginning(file_.get()));
+  return text ? trimWhitespaceAndNewlines(*text) : std::string();
+}
+
+}  // namespace velmora
