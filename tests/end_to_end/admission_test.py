@@ -1,0 +1,308 @@
+"""Who is let in: a client's signature, the helper's own, and the socket in front of both."""
+
+import contextlib
+import itertools
+import os
+import shutil
+import signal
+import stat
+import subprocess
+import sys
+import time
+from pathlib import Path
+
+from stage_support import (CLIENT_IDENTIFIER, HELPER, INTERFACE, SERVICE, SOCKET, Client,
+                           StageTestCase, eventually, helper_pid, main, message, run_as)
+
+AUTHORITY = Path("/stage/authority")
+WORK = Path("/stage/work")
+TEAM = "/CN=Velmora Stage/OU=VELMORA042"
+LEAF = {"basicConstraints": "critical,CA:FALSE", "keyUsage": "critical,digitalSignature",
+        "extendedKeyUsage": "codeSigning"}
+NO_TEAM = f"{SERVICE} [XPC] error: Rejected an XPC client: the helper couldn't read its own team"
+numbers = itertools.count()
+
+
+def openssl(*arguments):
+    subprocess.run(["openssl", *map(str, arguments)], check=True, capture_output=True)
+
+
+def certificate(subject=TEAM, days=30, authority=AUTHORITY / "authority", **extensions):
+    """A leaf of the stage's authority unless told otherwise; an extension of None is left out."""
+    base = WORK / f"leaf{next(numbers)}"
+    lines = [f"{name}={value}" for name, value in (LEAF | extensions).items() if value]
+    base.with_suffix(".cnf").write_text("\n".join(lines) + "\n")
+    openssl("req", "-new", "-utf8", "-config", AUTHORITY / "leaf.cnf", "-key",
+            AUTHORITY / "leaf.key", "-subj", subject, "-out", base.with_suffix(".csr"))
+    openssl("x509", "-req", "-in", base.with_suffix(".csr"), "-days", days, "-CA",
+            f"{authority}.pem", "-CAkey", f"{authority}.key", "-set_serial", next(numbers) + 10,
+            "-extfile", base.with_suffix(".cnf"), "-out", base.with_suffix(".pem"))
+    return base.with_suffix(".pem")
+
+
+def sign(program, leaf, identifier=CLIENT_IDENTIFIER, key=AUTHORITY / "leaf.key", chain=()):
+    subprocess.run(["/usr/local/lib/stage/sign", identifier, program, leaf, key, *chain],
+                   check=True)
+
+
+def flip_byte(path):
+    data = bytearray(Path(path).read_bytes())
+    data[-1] ^= 1  # the end of the section headers, which running it does not need
+    Path(path).write_bytes(data)
+
+
+def in_place_of(make):
+    """`make` puts something else where a file was."""
+    def replace(path):
+        os.unlink(path)
+        make(path)
+    return replace
+
+
+# What may stand in the place of a signature, or be done to it.
+BAD_SIGNATURE_FILES = {
+    "missing": os.unlink,
+    "empty": lambda path: os.truncate(path, 0),
+    "truncated": lambda path: os.truncate(path, os.path.getsize(path) - 1),
+    "followed by more": lambda path: os.truncate(path, os.path.getsize(path) + 1),
+    "100 MB": lambda path: os.truncate(path, 100 << 20),
+    "malformed": lambda path: Path(path).write_bytes(b"\x30\x84\xff\xff\xff\xff" * 100),
+    "altered": flip_byte,
+    "FIFO": in_place_of(os.mkfifo),
+    "directory": in_place_of(os.mkdir),
+    "endless device": in_place_of(lambda path: os.symlink("/dev/zero", path)),
+    "symlink loop": in_place_of(lambda path: os.symlink(path, path)),
+}
+
+
+def make_other_authority():
+    """An authority of the same name that the helper does not know."""
+    other = WORK / "other"
+    openssl("ecparam", "-name", "prime256v1", "-genkey", "-noout", "-out", f"{other}.key")
+    openssl("req", "-x509", "-config", AUTHORITY / "leaf.cnf", "-extensions", "authority", "-key",
+            f"{other}.key", "-subj", "/CN=Velmora Stage Authority", "-out", f"{other}.pem")
+    return other
+
+
+def setUpModule():
+    WORK.mkdir()
+
+
+class ForeignClients(StageTestCase):
+    """Clients that are not ours: copies of dbus-send, each with a signature of its own."""
+
+    def foreign_client(self, name):
+        folder = WORK / f"{next(numbers)} {name}"
+        folder.mkdir()
+        return shutil.copy("/usr/bin/dbus-send", folder)
+
+    def ask(self, program, user="alice", member=f"{INTERFACE}.protocolVersionWithReply"):
+        return run_as(user, program, f"--peer=unix:path={SOCKET}", "--print-reply", "/", member,
+                      timeout=5)
+
+    def assert_refused(self, program):
+        result = self.ask(program)
+        self.assertNotEqual(result.returncode, 0)
+        self.assertEqual(result.stdout, "")
+
+    def test_signature_alone_decides_about_a_foreign_client(self):
+        program = self.foreign_client("unsigned")
+        self.assert_refused(program)
+        sign(program, certificate())
+        for user in ("alice", "bob", "root"):
+            self.assertIn('string "3"', self.ask(program, user).stdout)
+        described = self.ask(program, member="org.freedesktop.DBus.Introspectable.Introspect")
+        for member in ("protocolVersionWithReply", "freeMemoryWithReply",
+                       "removeLegacyBackgroundItems"):
+            self.assertIn(f'<method name="{member}">', described.stdout)
+        self.assert_logged()
+
+    def test_wrong_certificate_gets_no_answer(self):
+        leaf_as_authority = WORK / "leaf_as_authority"
+        shutil.copy(certificate(), leaf_as_authority.with_suffix(".pem"))
+        shutil.copy(AUTHORITY / "leaf.key", leaf_as_authority.with_suffix(".key"))
+        cases = {
+            "other team": dict(subject="/CN=Velmora Stage/OU=OTHER00001"),
+            "team in another field": dict(subject="/CN=Velmora Stage/O=VELMORA042"),
+            "team twice": dict(subject=TEAM + "/OU=VELMORA042"),
+            "other team first": dict(subject="/CN=Velmora Stage/OU=OTHER00001/OU=VELMORA042"),
+            "team in another case": dict(subject="/CN=Velmora Stage/OU=velmora042"),
+            "other authority": dict(authority=make_other_authority()),
+            "issued by a leaf": dict(authority=leaf_as_authority),
+            "expired": dict(days=-1),
+            "no purpose": dict(extendedKeyUsage=None),
+            "mail only": dict(extendedKeyUsage="emailProtection"),
+            "any purpose": dict(extendedKeyUsage="anyExtendedKeyUsage"),
+            "no key usage": dict(keyUsage=None),
+            "encipherment only": dict(keyUsage="critical,keyEncipherment"),
+            "an authority": dict(basicConstraints="critical,CA:TRUE",
+                                 keyUsage="critical,digitalSignature,keyCertSign"),
+            "an authority that may not certify": dict(basicConstraints="critical,CA:TRUE"),
+        }
+        for name, parts in cases.items():
+            with self.subTest(name):
+                program = self.foreign_client(name)
+                chain = [f"{leaf_as_authority}.pem"] if name == "issued by a leaf" else []
+                sign(program, certificate(**parts), chain=chain)
+                self.assert_refused(program)
+        for identifier in ("com.example.other", SERVICE, CLIENT_IDENTIFIER.upper()):
+            with self.subTest(identifier):
+                program = self.foreign_client(identifier)
+                sign(program, certificate(), identifier)
+                self.assert_refused(program)
+        self.assert_logged()
+
+    def test_wrong_file_gets_no_answer(self):
+        def steal(program):
+            shutil.copy("/Applications/Velmora.app/Contents/MacOS/velmoractl.signature",
+                        program + ".signature")
+
+        def on_signature(make):
+            return lambda program: make(program + ".signature")
+
+        cases = {
+            "another program's signature": steal,
+            "byte flipped": flip_byte,
+            "truncated program": lambda program: os.truncate(program, os.path.getsize(program) - 1),
+            "longer program": lambda program: os.truncate(program, os.path.getsize(program) + 1),
+        } | {name: on_signature(make) for name, make in BAD_SIGNATURE_FILES.items()}
+        leaf = certificate()
+        for name, make in cases.items():
+            with self.subTest(name):
+                program = self.foreign_client(name)
+                sign(program, leaf)
+                make(program)
+                self.assert_refused(program)
+        self.assert_logged()
+
+    def test_lower_case_team_is_served_when_both_carry_it(self):
+        program = self.foreign_client("lower case")
+        leaf = certificate("/CN=Velmora Stage/OU=velmora042abc")
+        sign(program, leaf)
+        self.assert_refused(program)
+        with whole_again(HELPER + ".signature"):
+            sign(HELPER, leaf, SERVICE)
+            self.assertIn('string "3"', self.ask(program).stdout)
+            with self.assertRaises(ConnectionError):
+                Client()
+        self.assert_logged()
+
+    def test_client_that_became_another_program_gets_no_answer(self):
+        become = ("import socket, sys; peer = socket.socket(fileno=int(sys.argv[1])); "
+                  "peer.settimeout(5); peer.sendall(bytes.fromhex(sys.argv[2])); "
+                  "print(peer.recv(1000))")
+        script = ("import os, sys; from stage_support import Client; client = Client('root'); "
+                  "print(client.version(), flush=True); "
+                  "os.set_inheritable(client.fileno(), True); "
+                  "os.execv(sys.argv[1], ['python3', '-c', sys.argv[2], str(client.fileno()), "
+                  "sys.argv[3]])")
+        call = message("protocolVersionWithReply", serial=2).hex()
+        for program, answer in (("/usr/bin/python3", "b''"), (sys.executable, "b'l\\x02")):
+            result = run_as("root", sys.executable, "-B", "-c", script, program, become, call,
+                            cwd="/stage/tests")
+            self.assertEqual(result.stdout.splitlines()[0], "('3',)", result.stderr)
+            self.assertTrue(result.stdout.splitlines()[1].startswith(answer), result.stdout)
+        self.assert_logged()
+
+    def test_each_connection_keeps_its_own_user(self):
+        with Client("alice") as alice, Client("bob") as bob:
+            for client in (alice, bob, alice):
+                eventually(lambda: client.call("repairUserPermissionsWithReply") == (True, ""),
+                           "the free lock")
+        self.assertEqual(self.new_calls(), [f"/usr/sbin/diskutil resetUserPermissions / {uid}"
+                                            for uid in (501, 502, 501)])
+
+
+class whole_again:
+    """Puts a file back, in one step, when the block has done with it what it wants."""
+
+    def __init__(self, path):
+        self.path, self.kept = path, path + ".kept"
+
+    def __enter__(self):
+        os.rename(self.path, self.kept)
+        shutil.copy(self.kept, self.path)
+
+    def __exit__(self, *_):
+        if os.path.isdir(self.path) and not os.path.islink(self.path):
+            os.rmdir(self.path)
+        os.rename(self.kept, self.path)
+
+
+class HelperItself(StageTestCase):
+    def test_helper_without_a_readable_team_refuses_everyone_until_it_has_one(self):
+        def signed(*arguments, **parts):
+            return lambda _: sign(HELPER, certificate(*arguments, **parts), SERVICE)
+
+        cases = [(f"signature: {name}", HELPER + ".signature", make)
+                 for name, make in BAD_SIGNATURE_FILES.items()]
+        cases += [(f"team: {team}", HELPER + ".signature", signed(f"/CN=Velmora Stage/OU={team}"))
+                  for team in ("TEAM-1", "TEAM 1", "TEAM\"1", "TEÄM1", "A/OU=A")]
+        cases += [
+            ("no team", HELPER + ".signature", signed("/CN=Velmora Stage")),
+            ("expired", HELPER + ".signature", signed(days=-1)),
+            ("byte flipped", HELPER, flip_byte),
+            ("program missing", HELPER, os.unlink),
+            ("program a FIFO", HELPER, in_place_of(os.mkfifo)),
+            ("program a directory", HELPER, in_place_of(os.mkdir)),
+            ("program without end", HELPER,
+             in_place_of(lambda path: os.symlink("/dev/zero", path))),
+        ]
+        for name, path, make in cases:
+            with self.subTest(name):
+                with whole_again(path):
+                    make(path)
+                    began = time.monotonic()
+                    with self.assertRaises(ConnectionError):
+                        Client()
+                    self.assertLess(time.monotonic() - began, 5)
+                self.assertEqual(self.new_log(), [NO_TEAM])
+                self.assertEqual(helper_pid(), self.helper)
+                self.assert_served("alice")
+        self.assert_logged()
+
+    def test_connection_after_the_helper_was_killed_starts_a_new_one(self):
+        os.kill(self.helper, signal.SIGKILL)
+        eventually(lambda: helper_pid() != self.helper, "the helper's end")
+        self.assert_served()
+        self.assertNotEqual(helper_pid(), self.helper)
+        self.helper = helper_pid()
+
+    def test_second_helper_leaves_the_socket_to_the_first(self):
+        second = subprocess.run([HELPER], capture_output=True, text=True, timeout=10)
+        self.assertEqual((second.returncode, second.stdout), (1, ""))
+        self.assertRegex(second.stderr, f"^VelmoraMaintenanceHelper: .*{SOCKET}.*\n$")
+        self.assert_served()
+
+    def start_private_helper(self, preparation):
+        """A helper that sees a /run of its own, after `preparation` by the shell."""
+        script = f"mount -t tmpfs none /run && cd /run && {preparation} && exec {HELPER}"
+        process = subprocess.Popen(["unshare", "--mount", "sh", "-c", script], text=True,
+                                   stdin=subprocess.DEVNULL, stderr=subprocess.PIPE)
+        self.addCleanup(process.stderr.close)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        return process, f"/proc/{process.pid}/root{SOCKET}"
+
+    def test_socket_file_left_behind_is_taken_over(self):
+        stale = f"python3 -c 'import socket; socket.socket(1).bind(\"{SOCKET}\")'"
+        process, path = self.start_private_helper(stale)
+        runs = Path(f"/proc/{process.pid}/cmdline")
+        eventually(lambda: runs.read_bytes() == HELPER.encode() + b"\0", "the private helper")
+
+        def connection():
+            with contextlib.suppress(ConnectionRefusedError, FileNotFoundError):
+                return Client("root", path=path)
+
+        with eventually(connection, "a connection to the private helper") as client:
+            self.assertEqual(client.version(), ("3",))
+        self.assertEqual(stat.S_IMODE(os.stat(path).st_mode), 0o666)
+
+    def test_other_file_in_the_socket_s_place_is_left_alone(self):
+        process, _ = self.start_private_helper(f"echo precious >{SOCKET}")
+        self.assertEqual(process.wait(10), 1)
+        self.assertRegex(process.stderr.read(), f"^VelmoraMaintenanceHelper: .*{SOCKET}.*\n$")
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,190 @@
+// Signatures made with the openssl command, by leaves of no authority: reading them is all that
+// is tested here, not trust.
+#include "platform/linux/code_signature.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <memory>
+
+#include "platform/linux/code_requirement.h"
+#include "temporary_folder.h"
+
+namespace velmora {
+namespace {
+
+const std::string digest = "00017f80ff" + std::string(52, 'a') + "09bCDeF";
+
+std::string description(const std::string& identifier = "com.velmora.app",
+                        const std::string& size = "4096", const std::string& hex = digest) {
+  return "identifier=" + identifier + "\nsize=" + size + "\nsha256=" + hex + "\n";
+}
+
+class CodeSignatureTest : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    folder = std::make_unique<TemporaryFolder>();
+    folder->write("config", "[req]\ndistinguished_name = subject\n[subject]\n");
+    makeLeaf("one", "/CN=Leaf/OU=TEAM42");
+    makeLeaf("two", "/CN=Leaf/OU=TEAM42/OU=OTHER1");
+    makeLeaf("none", "/CN=Leaf/O=TEAM42");
+  }
+  static void TearDownTestSuite() { folder.reset(); }
+
+  static std::string sign(const std::string& content, const std::string& leaf = "one",
+                          const std::string& options = "-binary -nodetach -outform DER") {
+    return make(content,
+                "-sign -md sha256 -signer " + leaf + ".pem -inkey " + leaf + ".key " + options);
+  }
+
+  // What `openssl cms` makes of `content`.
+  static std::string make(const std::string& content, const std::string& options) {
+    folder->write("content", content);
+    openssl("cms " + options + " -in content -out signature");
+    std::ifstream file(*folder / "signature", std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+ private:
+  static void makeLeaf(const std::string& name, const std::string& subject) {
+    openssl(
+        "req -x509 -config config -days 2 -nodes -newkey ec -pkeyopt ec_paramgen_curve:P-256 "
+        "-subj " +
+        subject + " -keyout " + name + ".key -out " + name + ".pem");
+  }
+
+  static void openssl(const std::string& arguments) {
+    const std::string command = "cd " + *folder / "" + " && openssl " + arguments + " 2>errors";
+    ASSERT_EQ(std::system(command.c_str()), 0) << command;  // NOLINT(concurrency-mt-unsafe)
+  }
+
+  static inline std::unique_ptr<TemporaryFolder> folder;
+};
+
+TEST_F(CodeSignatureTest, misreadsWhatSignatureSays) {
+  const auto signature = CodeSignature::parse(sign(description()));
+  ASSERT_TRUE(signature.has_value());
+  EXPECT_EQ(signature->identifier(), "com.velmora.app");
+  EXPECT_EQ(signature->executableSize(), 4096U);
+  EXPECT_EQ(signature->executableDigest()[1], 0x01);
+  EXPECT_EQ(signature->executableDigest()[4], 0xFF);
+  EXPECT_EQ(signature->executableDigest()[31], 0xEF);
+  EXPECT_EQ(signature->teamIdentifier(), "TEAM42");
+  EXPECT_FALSE(signature->isTrusted());
+  const auto largest = CodeSignature::parse(sign(description("a", "18446744073709551615")));
+  ASSERT_TRUE(largest.has_value());
+  EXPECT_EQ(largest->executableSize(), UINT64_MAX);
+}
+
+TEST_F(CodeSignatureTest, takesContentThatIsNotThreeRightLines) {
+  const std::string right = description();
+  const std::string contents[] = {
+      "",
+      right + "\n",
+      right + "size=1\n",
+      right.substr(0, right.size() - 1),
+      right.substr(right.find('\n') + 1),
+      right.substr(0, right.find("sha256=")),
+      "\n" + right,
+      "size=1\nidentifier=a\nsha256=" + digest + "\n",
+      description(""),
+      description("a", ""),
+      description("a", "-1"),
+      description("a", "+1"),
+      description("a", " 1"),
+      description("a", "1 "),
+      description("a", "0x10"),
+      description("a", "18446744073709551616"),
+      description("a", "1", digest + "00"),
+      description("a", "1", digest.substr(2)),
+      description("a", "1", digest.substr(1) + "g"),
+      description("a", "1", digest.substr(2) + "-1"),
+      description("a", "1", digest + "\r"),
+  };
+  for (const std::string& content : contents) {
+    EXPECT_FALSE(CodeSignature::parse(sign(content)).has_value()) << content;
+  }
+}
+
+TEST_F(CodeSignatureTest, takesMessageThatIsNotOneSignersOwn) {
+  const std::string der = "-outform DER -binary ";
+  const std::string right = sign(description());
+  std::string nested;
+  while (nested.size() < CodeSignature::maximumBytes) nested += "\x30\x80";
+  const std::string messages[] = {
+      "",
+      right + '\0',
+      right + right,
+      nested,
+      sign(description(), "one", der),  // the content is not enclosed
+      sign(description(), "one", der + "-nodetach -nocerts"),
+      sign(description(), "one", der + "-nodetach -signer two.pem -inkey two.key"),
+      sign(description(), "one", "-binary -nodetach -outform PEM"),
+      make(description(), "-data_create " + der),
+      make(description(), "-digest_create " + der),
+  };
+  for (const std::string& message : messages) {
+    EXPECT_FALSE(CodeSignature::parse(message).has_value()) << testing::PrintToString(message);
+  }
+}
+
+TEST_F(CodeSignatureTest, readsMoreThanItMay) {
+  const std::string large = sign(description(std::string(60000, 'a')));
+  ASSERT_LT(large.size(), CodeSignature::maximumBytes);
+  EXPECT_TRUE(CodeSignature::parse(large).has_value());
+  EXPECT_FALSE(CodeSignature::parse(sign(description(std::string(66000, 'a')))).has_value());
+}
+
+TEST_F(CodeSignatureTest, satisfiesRequirementOfAnotherClient) {
+  const auto one = CodeSignature::parse(sign(description()));
+  const auto two = CodeSignature::parse(sign(description(), "two"));
+  const auto none = CodeSignature::parse(sign(description(), "none"));
+  ASSERT_TRUE(one && two && none);
+  EXPECT_EQ(two->teamIdentifier(), std::nullopt);
+  EXPECT_EQ(none->teamIdentifier(), std::nullopt);
+
+  const std::pair<const char*, bool> cases[] = {
+      {"identifier \"com.velmora.app\" and certificate leaf[subject.OU] = \"TEAM42\"", true},
+      {"certificate leaf[subject.OU] = \"TEAM42\" and identifier \"com.velmora.app\"", true},
+      {"identifier \"com.velmora.app2\" and certificate leaf[subject.OU] = \"TEAM42\"", false},
+      {"identifier \"com.velmora.ap\"", false},
+      {"identifier \"com.velmora.App\"", false},
+      {"identifier \"com.velmora.app\" and certificate leaf[subject.OU] = \"OTHER1\"", false},
+      {"certificate leaf[subject.OU] = \"team42\"", false},
+      {"certificate leaf[subject.OU] = \"\"", false},
+  };
+  for (const auto& [text, satisfied] : cases) {
+    EXPECT_EQ(CodeRequirement::parse(text).isSatisfiedBy(*one), satisfied) << text;
+  }
+  for (const char* team : {"TEAM42", "OTHER1", ""}) {
+    const auto requirement =
+        CodeRequirement::parse("certificate leaf[subject.OU] = \"" + std::string(team) + "\"");
+    EXPECT_FALSE(requirement.isSatisfiedBy(*two)) << team;
+    EXPECT_FALSE(requirement.isSatisfiedBy(*none)) << team;
+  }
+}
+
+TEST_F(CodeSignatureTest, failsOnDamagedBytes) {
+  const std::string right = sign(description());
+  for (std::size_t size = 0; size < right.size(); ++size) {
+    EXPECT_FALSE(CodeSignature::parse(right.substr(0, size)).has_value()) << size;
+  }
+  std::size_t readable = 0;
+  for (std::size_t at = 0; at < right.size(); ++at) {
+    for (const unsigned flip : {0x01U, 0x80U, 0xFFU}) {
+      std::string damaged = right;
+      damaged[at] = static_cast<char>(static_cast<unsigned char>(damaged[at]) ^ flip);
+      const auto signature = CodeSignature::parse(damaged);
+      if (!signature) continue;
+      ++readable;
+      EXPECT_FALSE(signature->identifier().empty()) << at;
+      EXPECT_FALSE(signature->isTrusted()) << at;
+    }
+  }
+  EXPECT_GT(readable, 0U) << "a signature is not verified by reading it";
+}
+
+}  // namespace
+}  // namespace velmora
