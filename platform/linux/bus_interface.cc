@@ -13,57 +13,62 @@ namespace {
 using XPC = VelmoraMaintenanceHelperXPC;
 
 // The bus library is C: no exception may pass through it. A call that ends without an answer
-// ends its connection, so that its client is not left waiting.
+// ends its connection, so that its client is not left waiting. The answer is sent only after the
+// object has returned: sending it earlier would let a client see it, and be refused, while the
+// operation's lock is still held.
 template <typename Serve>
 int answer(void* userdata, Serve serve) noexcept {
   auto& interface = *static_cast<ExportedInterface*>(userdata);
   try {
-    bool answered = false;
-    serve(interface.object(), answered);
-    if (!answered) interface.setBroken();
+    BusMessage reply;
+    serve(interface.object(), reply);
+    if (reply) {
+      checkBus(::sd_bus_send(nullptr, reply.get(), nullptr));
+    } else {
+      interface.setBroken();
+    }
   } catch (...) {
     interface.setBroken();
   }
   return 1;
 }
 
-// Text on its way to the bus: absent is empty there.
-std::string carriable(const std::optional<std::string>& text) {
-  return replacingUncarriable(text.value_or(""));
+BusMessage newReplyTo(sd_bus_message* call) {
+  sd_bus_message* reply = nullptr;
+  checkBus(::sd_bus_message_new_method_return(call, &reply));
+  return BusMessage(reply);
+}
+
+void appendText(const BusMessage& reply, const std::string& text) {
+  checkBus(::sd_bus_message_append(reply.get(), "s", replacingUncarriable(text).c_str()));
+}
+
+void appendBoolean(const BusMessage& reply, bool value) {
+  checkBus(::sd_bus_message_append(reply.get(), "b", static_cast<int>(value)));
 }
 
 int onVersion(sd_bus_message* call, void* userdata, sd_bus_error* /*error*/) {
-  return answer(userdata, [call](XPC& object, bool& answered) {
+  return answer(userdata, [call](XPC& object, BusMessage& reply) {
     object.protocolVersionWithReply(VersionReply([&](const std::string& version) {
-      checkBus(::sd_bus_reply_method_return(call, "s", replacingUncarriable(version).c_str()));
-      answered = true;
+      reply = newReplyTo(call);
+      appendText(reply, version);
     }));
   });
 }
 
 template <void (XPC::*Method)(OperationReply)>
 int onOperation(sd_bus_message* call, void* userdata, sd_bus_error* /*error*/) {
-  return answer(userdata, [call](XPC& object, bool& answered) {
+  return answer(userdata, [call](XPC& object, BusMessage& reply) {
     (object.*Method)(OperationReply([&](bool ok, const std::optional<std::string>& message) {
-      checkBus(::sd_bus_reply_method_return(call, "bs", static_cast<int>(ok),
-                                            carriable(message).c_str()));
-      answered = true;
+      reply = newReplyTo(call);
+      appendBoolean(reply, ok);
+      appendText(reply, message.value_or(""));
     }));
   });
 }
 
-void replyToRemoval(sd_bus_message* call, bool ok, const Data& response, const char* message) {
-  sd_bus_message* reply = nullptr;
-  checkBus(::sd_bus_message_new_method_return(call, &reply));
-  const BusMessage owner(reply);
-  checkBus(::sd_bus_message_append(reply, "b", static_cast<int>(ok)));
-  checkBus(::sd_bus_message_append_array(reply, 'y', response.data(), response.size()));
-  checkBus(::sd_bus_message_append(reply, "s", message));
-  checkBus(::sd_bus_send(nullptr, reply, nullptr));
-}
-
 int onRemoval(sd_bus_message* call, void* userdata, sd_bus_error* /*error*/) {
-  return answer(userdata, [call](XPC& object, bool& answered) {
+  return answer(userdata, [call](XPC& object, BusMessage& reply) {
     const void* bytes = nullptr;
     std::size_t size = 0;
     checkBus(::sd_bus_message_read_array(call, 'y', &bytes, &size));
@@ -71,8 +76,11 @@ int onRemoval(sd_bus_message* call, void* userdata, sd_bus_error* /*error*/) {
     object.removeLegacyBackgroundItems(
         Data(begin, begin + size), RemovalReply([&](bool ok, const std::optional<Data>& response,
                                                     const std::optional<std::string>& message) {
-          replyToRemoval(call, ok, response.value_or(Data()), carriable(message).c_str());
-          answered = true;
+          reply = newReplyTo(call);
+          appendBoolean(reply, ok);
+          const Data content = response.value_or(Data());
+          checkBus(::sd_bus_message_append_array(reply.get(), 'y', content.data(), content.size()));
+          appendText(reply, message.value_or(""));
         }));
   });
 }

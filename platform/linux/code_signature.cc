@@ -86,7 +86,10 @@ std::optional<std::string> onlyOrganizationalUnit(const X509* certificate) {
 // Extensions that say nothing are refused as well: without its flag, a usage reads as everything.
 bool mayOnlySignCode(X509* certificate) {
   const std::uint32_t present = X509_get_extension_flags(certificate);
-  if ((present & EXFLAG_INVALID) != 0 || X509_check_ca(certificate) != 0) return false;
+  // X509_check_ca alone passes an authority whose key usage leaves out signing certificates.
+  if ((present & (EXFLAG_INVALID | EXFLAG_CA)) != 0 || X509_check_ca(certificate) != 0) {
+    return false;
+  }
   return (present & EXFLAG_KUSAGE) != 0 &&
          (X509_get_key_usage(certificate) & KU_DIGITAL_SIGNATURE) != 0 &&
          (present & EXFLAG_XKUSAGE) != 0 &&

@@ -15,7 +15,7 @@
 namespace velmora {
 namespace {
 
-const std::string digest = "00017f80ff" + std::string(52, 'a') + "09bCDeF";
+const std::string digest = "00017f80ff" + std::string(47, 'a') + "09bCDeF";
 
 std::string description(const std::string& identifier = "com.velmora.app",
                         const std::string& size = "4096", const std::string& hex = digest) {

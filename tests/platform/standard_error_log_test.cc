@@ -12,12 +12,12 @@ namespace velmora {
 namespace {
 
 TEST(StandardErrorLog, letsMessageForgeAnotherLine) {
-  EXPECT_EQ(escapingControlCharacters(std::string("a\nb\rc\td\\n\x1B[2J\x7F\0\x01", 17)),
+  EXPECT_EQ(escapingControlCharacters(std::string("a\nb\rc\td\\n\x1B[2J\x7F\0\x01", 16)),
             "a\\nb\\rc\\td\\\\n\\x1B[2J\\x7F\\x00\\x01");
   EXPECT_EQ(escapingControlCharacters("\u00E9 \xFF"), "\u00E9 \uFFFD");
 }
 
-// A pipe of one page in the place of standard error while it lives.
+// A small pipe in the place of standard error while it lives.
 class StandardErrorPipe {
  public:
   StandardErrorPipe() : saved_(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3)) {
@@ -25,7 +25,7 @@ class StandardErrorPipe {
     if (::pipe2(ends.data(), O_CLOEXEC) != 0) ADD_FAILURE() << "no pipe";
     reader_.reset(ends[0]);
     const FileDescriptor writer(ends[1]);
-    ::fcntl(writer.get(), F_SETPIPE_SZ, 4096);
+    ::fcntl(writer.get(), F_SETPIPE_SZ, 16384);
     ::fcntl(reader_.get(), F_SETFL, O_NONBLOCK);
     ::dup2(writer.get(), STDERR_FILENO);
   }
@@ -46,7 +46,7 @@ class StandardErrorPipe {
 };
 
 TEST(StandardErrorLog, blocksOnFullPipeOrContinuesLineThatWasCut) {
-  const std::string longLine = std::string(6000, 'x') + "\n";
+  const std::string longLine = std::string(20000, 'x') + "\n";
   const StandardErrorPipe standardError;
   writeToStandardError("first\n");
   EXPECT_EQ(standardError.take(), "first\n");
