@@ -1,0 +1,30 @@
+// Property lists, as far as the helper needs them: one string out of a file that may hold
+// anything. XML, binary and old text format (the form of a strings file, without braces,
+// included), as Apple's own reader takes them. Any thread may call.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace velmora {
+
+struct PropertyListString {
+  enum class Outcome {
+    found,
+    notAPropertyList,  // in none of the three formats
+    notADictionary,    // the top level is something else, or has a key that is no string
+    missing,           // there is no such key
+    notAString,        // its value is something else
+  };
+
+  Outcome outcome;
+  std::string value;  // UTF-8; with `found` only
+};
+
+// Looks up the string under `key` (UTF-8) in the top-level dictionary of the property list
+// `bytes`. The whole of `bytes` is checked, so that a file damaged behind the key is refused.
+// Time is linear in the size of `bytes`, memory bounded by a small multiple of it, and the stack
+// does not grow with it. Opens nothing, whatever an entity asks for. Raises std::bad_alloc only.
+PropertyListString propertyListString(std::string_view bytes, std::string_view key);
+
+}  // namespace velmora
