@@ -5,7 +5,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace velmora {
 
@@ -29,9 +28,9 @@ std::string lowercased(std::string_view text);
 // or one of the ASCII characters in `others`. True of the empty text. `text` is UTF-8.
 bool isAlphanumericExcept(std::string_view text, std::string_view others);
 
-// The user-perceived characters of `text` (extended grapheme clusters, UAX #29), in order; views
-// into `text`, which is UTF-8.
-std::vector<std::string_view> userPerceivedCharacters(std::string_view text);
+// The first user-perceived character of `text` (extended grapheme cluster, UAX #29), which is
+// UTF-8 and not empty; a view into it. Looks no further than that character's end.
+std::string_view firstUserPerceivedCharacter(std::string_view text);
 
 // `text` with everything that a C string or a strict UTF-8 carrier refuses replaced by U+FFFD:
 // NUL, noncharacters and each byte that is no part of a character.
