@@ -255,7 +255,7 @@ class Removal(StageTestCase):
             os.chown(hostile, 501, 20)
             self.assertEqual(remove(item.key)[0], True)
             item.put()
-        os.truncate(hostile, 1 << 44)
+        os.truncate(hostile, 1 << 43)
         self.assertEqual(remove(item.key)[0], True)
 
 
