@@ -107,7 +107,7 @@ TEST_F(CandidateDiscoveryTest, takesOneOfTwoFilesWithTheSameKey) {
             (std::vector<std::string>{"userAgent|Case", "userAgent|case", "userAgent|once"}));
   const CandidateDiscovery found = discoverCandidates({folder.location()});
   EXPECT_EQ(found.ambiguousKeys, (std::unordered_set<std::string>{
-                                     "userAgent|thrice", "userAgent|twice", "userAgent|\u00E9"}));
+                                     "userAgent|thrice", "userAgent|twice", "userAgent|e\u0301"}));
 
   const Location shared = folder.location(LocationKind::sharedAgent);
   EXPECT_EQ(keys({folder.location(), shared}).size(), 6U) << "kinds are apart";

@@ -53,7 +53,8 @@ class LaunchdFolder {
   }
 
   Candidate candidate(const std::string& label) const {
-    return discoverCandidates({location()}).candidatesByKey.at("userAgent|" + label);
+    return discoverCandidates({location()})
+        .candidatesByKey.at(discoveryKey(LocationKind::userAgent, label));
   }
 
   const TemporaryFolder root;
