@@ -162,7 +162,7 @@ class Removal(StageTestCase):
 
         changes = {  # name: command, whether launchctl can load what is there now
             "one-byte-more": ("echo >>'{path}'", True),
-            "another-byte": ("printf X | dd of='{path}' conv=notrunc status=none", False),
+            "another-byte": ("printf X | dd of='{path}' conv=notrunc status=none", True),
             "another-owner": ("chown 502 '{path}'", True),
             "link-to-a-copy": ("mv '{path}' /stage/copy; ln -s /stage/copy '{path}'", True),
             "FIFO": (swapped("mkfifo"), False), "folder": (swapped("mkdir"), False),
