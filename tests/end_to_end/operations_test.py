@@ -141,7 +141,8 @@ class Operations(StageTestCase):
             self.assertEqual(other.call("freeMemoryWithReply"), (False, BUSY))
             self.assertEqual(client.reply(), (False, message))
             elapsed = time.monotonic() - began
-        self.assertTrue(15 <= elapsed < 20, elapsed)
+        # A budget of its own would have let the second tool run until 28.
+        self.assertTrue(15 <= elapsed < 25, elapsed)
         self.assert_logged(f"[Maintenance] error: DNS cache flush failed: {message}")
 
 
