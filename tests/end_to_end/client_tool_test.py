@@ -69,7 +69,7 @@ class ClientTool(StageTestCase):
             other = self.start("free-memory")
             self.wait_for_calls("/usr/sbin/purge")
             self.assert_outcome(1, STARTED, re.escape(BUSY) + "\n", "free-memory")
-        self.assertEqual(other.wait(10), 0)
+        self.assertEqual(other.wait(30), 0)
 
     def start(self, *arguments):
         process = subprocess.Popen(["velmoractl", *arguments], user=USERS["alice"], group=STAFF,
@@ -108,7 +108,7 @@ class ClientTool(StageTestCase):
             process = self.start("free-memory")
             self.wait_for_calls("/usr/sbin/purge")
             os.kill(self.helper, signal.SIGKILL)
-            self.assertEqual(process.wait(10), 3)
+            self.assertEqual(process.wait(30), 3)
             self.assertIn("without an answer", process.stderr.read())
         for left in Path("/tmp").glob("driftwhale-helper-*"):
             left.unlink()  # nobody is there any more to remove it

@@ -155,7 +155,7 @@ class Gate(StageTestCase):
                 client.request(members[number % len(members)])
             waiting, replies = set(clients), []
             while len(waiting) > 1:
-                ready = select.select(waiting, [], [], 10)[0]
+                ready = select.select(waiting, [], [], 30)[0]
                 self.assertTrue(ready, f"{len(waiting)} requests without an answer")
                 for client in ready:
                     waiting.remove(client)
@@ -199,7 +199,7 @@ class Gate(StageTestCase):
                 self.assert_logged(PURGED, PURGED)
                 self.new_calls()
         process.send_signal(signal.SIGCONT)
-        self.assertEqual(process.wait(10), 0)
+        self.assertEqual(process.wait(30), 0)
 
     def test_connection_closed_in_mid_operation_neither_stops_it_nor_keeps_the_lock(self):
         with self.held("purge") as release:
