@@ -69,7 +69,7 @@ class ClientTool(StageTestCase):
             other = self.start("free-memory")
             self.wait_for_calls("/usr/sbin/purge")
             self.assert_outcome(1, STARTED, re.escape(BUSY) + "\n", "free-memory")
-        self.assertEqual(other.wait(10), 0)
+        self.assertEqual(other.wait(30), 0)
 
     def start(self, *arguments):
         process = subprocess.Popen(["velmoractl", *arguments], user=USERS["alice"], group=STAFF,
@@ -108,7 +108,7 @@ class ClientTool(StageTestCase):
             process = self.start("free-memory")
             self.wait_for_calls("/usr/sbin/purge")
             os.kill(self.helper, signal.SIGKILL)
-            self.assertEqual(process.wait(10), 3)
+            self.assertEqual(process.wait(30), 3)
             self.assertIn("without an answer", process.stderr.read())
         for left in Path("/tmp").glob("driftwhale-helper-*"):
             left.unlink()  # nobody is there any more to remove it
@@ -123,7 +123,7 @@ class ClientTool(StageTestCase):
             self.assertEqual(terminal.exit_status(), 0)
         self.assertTrue(terminal.output.startswith("\rMemory purge: 0 s of at most 55 s\x1b[K"))
         last = terminal.output.rsplit("\r\x1b[K", 1)[1]
-        self.assertRegex(last, r"\AMemory purge: done after 1\.\d s\r\n\Z")
+        self.assertRegex(last, r"\AMemory purge: done after [1-9]\d*\.\d s\r\n\Z")
 
     def test_dumb_terminal_gets_plain_lines(self):
         terminal = Terminal("dumb")

@@ -141,7 +141,8 @@ class Operations(StageTestCase):
             self.assertEqual(other.call("freeMemoryWithReply"), (False, BUSY))
             self.assertEqual(client.reply(), (False, message))
             elapsed = time.monotonic() - began
-        self.assertTrue(15 <= elapsed < 20, elapsed)
+        # A budget of its own would have let the second tool run until 28.
+        self.assertTrue(15 <= elapsed < 25, elapsed)
         self.assert_logged(f"[Maintenance] error: DNS cache flush failed: {message}")
 
 
@@ -154,7 +155,7 @@ class Gate(StageTestCase):
                 client.request(members[number % len(members)])
             waiting, replies = set(clients), []
             while len(waiting) > 1:
-                ready = select.select(waiting, [], [], 10)[0]
+                ready = select.select(waiting, [], [], 30)[0]
                 self.assertTrue(ready, f"{len(waiting)} requests without an answer")
                 for client in ready:
                     waiting.remove(client)
@@ -198,7 +199,7 @@ class Gate(StageTestCase):
                 self.assert_logged(PURGED, PURGED)
                 self.new_calls()
         process.send_signal(signal.SIGCONT)
-        self.assertEqual(process.wait(10), 0)
+        self.assertEqual(process.wait(30), 0)
 
     def test_connection_closed_in_mid_operation_neither_stops_it_nor_keeps_the_lock(self):
         with self.held("purge") as release:
