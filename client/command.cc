@@ -11,12 +11,7 @@ constexpr std::string_view operationExplanation =
 
 constexpr Command operationCommand(std::string_view name, std::string_view summary,
                                    const MaintenanceOperation& operation) {
-  return {name,
-          "",
-          summary,
-          operationExplanation,
-          Command::Action::performOperation,
-          &operation};
+  return {name, "", summary, operationExplanation, Command::Action::performOperation, &operation};
 }
 
 constexpr std::array commands = {
@@ -31,27 +26,29 @@ constexpr std::array commands = {
     operationCommand("thin-local-snapshots", "thin the local Time Machine snapshots",
                      SnapshotThinning),
     operationCommand("free-memory", "purge the disk cache and inactive memory", MemoryPurge),
-    Command{"list", "[--json]", "list the launchd jobs that could be removed for you",
-            "Looks at every property list in your own Library/LaunchAgents, in\n"
-            "/Library/LaunchAgents and in /Library/LaunchDaemons, by the helper's own rules but\n"
-            "with your permissions, and does not ask the helper. Of each file it shows the item's\n"
-            "key, or \"-\" and the reason why it is no item.\n"
-            "\n"
-            "  --json  print one JSON array instead, each property list an object on a line of its\n"
-            "          own: \"file\", \"kind\", \"removable\"; \"label\" where one was read, \"key\"\n"
-            "          where it is removable, \"reason\" where it is not\n",
-            Command::Action::listItems},
-    Command{"remove", "[--yes] ITEM...", "stop launchd jobs, archive and delete their files",
-            "An ITEM is a key as 'velmoractl list' shows it, KIND|LABEL, or KIND/LABEL, which needs\n"
-            "no quotes in a shell. KIND is userAgent, sharedAgent or systemDaemon.\n"
-            "\n"
-            "One item that is missing or ambiguous refuses the whole request. The items are then\n"
-            "removed one by one; the first that fails ends the request, and those before it stay\n"
-            "removed. After a failure it is said which items are gone.\n"
-            "\n"
-            "  --yes, -y  do not ask first; nothing is asked either when standard input is no\n"
-            "             terminal\n",
-            Command::Action::removeItems},
+    Command{
+        "list", "[--json]", "list the launchd jobs that could be removed for you",
+        "Looks at every property list in your own Library/LaunchAgents, in\n"
+        "/Library/LaunchAgents and in /Library/LaunchDaemons, by the helper's own rules but\n"
+        "with your permissions, and does not ask the helper. Of each file it shows the item's\n"
+        "key, or \"-\" and the reason why it is no item.\n"
+        "\n"
+        "  --json  print one JSON array instead, each property list an object on a line of its\n"
+        "          own: \"file\", \"kind\", \"removable\"; \"label\" where one was read, \"key\"\n"
+        "          where it is removable, \"reason\" where it is not\n",
+        Command::Action::listItems},
+    Command{
+        "remove", "[--yes] ITEM...", "stop launchd jobs, archive and delete their files",
+        "An ITEM is a key as 'velmoractl list' shows it, KIND|LABEL, or KIND/LABEL, which needs\n"
+        "no quotes in a shell. KIND is userAgent, sharedAgent or systemDaemon.\n"
+        "\n"
+        "One item that is missing or ambiguous refuses the whole request. The items are then\n"
+        "removed one by one; the first that fails ends the request, and those before it stay\n"
+        "removed. After a failure it is said which items are gone.\n"
+        "\n"
+        "  --yes, -y  do not ask first; nothing is asked either when standard input is no\n"
+        "             terminal\n",
+        Command::Action::removeItems},
 };
 
 }  // namespace

@@ -23,10 +23,9 @@ struct Arguments {
 Arguments sortArguments(int argumentCount, char** arguments) {
   constexpr int operand = 1;
   constexpr int json = 2;
-  const std::array options = {option{"help", no_argument, nullptr, 'h'},
-                              option{"json", no_argument, nullptr, json},
-                              option{"yes", no_argument, nullptr, 'y'},
-                              option{nullptr, 0, nullptr, 0}};
+  const std::array options = {
+      option{"help", no_argument, nullptr, 'h'}, option{"json", no_argument, nullptr, json},
+      option{"yes", no_argument, nullptr, 'y'}, option{nullptr, 0, nullptr, 0}};
   Arguments sorted;
   for (;;) {
     // The minus hands over everything in order, whatever POSIXLY_CORRECT says.

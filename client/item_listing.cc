@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <system_error>
+#include <variant>
 
 #include "platform/text.h"
 #include "removal/candidate_discovery.h"
@@ -12,8 +13,11 @@ namespace velmora {
 namespace {
 
 std::string reasonAgainst(const ExaminedFile& file) {
-  const auto* refusal = std::get_if<CandidateRefusal>(&file.outcome);
-  return refusal == nullptr ? "" : std::string(description(*refusal));
+  const auto* refusal = std::get_if<CandidateRefusal>(&file.reading.outcome);
+  if (refusal == nullptr) return "";
+  // Of the refusals, the one that the helper, as root, might not share.
+  const bool dependsOnUser = *refusal == CandidateRefusal::notOpened;
+  return std::string(description(*refusal)) + (dependsOnUser ? " by you" : "");
 }
 
 // Discovery passes over a folder that it cannot list; here it is asked why.
@@ -23,7 +27,7 @@ std::string listingFailure(const std::filesystem::path& directory) {
   return error ? error.message() : "";
 }
 
-void markAmbiguous(ListedFolder& folder, const std::set<std::string>& ambiguousKeys) {
+void markAmbiguous(ListedFolder& folder, const std::unordered_set<std::string>& ambiguousKeys) {
   for (ListedFile& file : folder.files) {
     if (file.isRemovable() && ambiguousKeys.contains(discoveryKey(file.kind, file.label))) {
       file.reason = "has the same label as another file";
@@ -36,13 +40,12 @@ void markAmbiguous(ListedFolder& folder, const std::set<std::string>& ambiguousK
 ItemListing listItems(const std::vector<Location>& locations) {
   ItemListing listing;
   for (const Location& location : locations) listing.push_back({location.directory, "", {}});
-  const CandidateDiscovery discovery =
-      discoverCandidates(locations, [&](const ExaminedFile& file) {
-        const auto folder =
-            std::ranges::find(listing, file.location.directory, &ListedFolder::directory);
-        folder->files.push_back({std::string(file.name), file.location.kind,
-                                 std::string(file.label), reasonAgainst(file)});
-      });
+  const CandidateDiscovery discovery = discoverCandidates(locations, [&](const ExaminedFile& file) {
+    const auto folder =
+        std::ranges::find(listing, file.location.directory, &ListedFolder::directory);
+    folder->files.push_back(
+        {std::string(file.name), file.location.kind, file.reading.label, reasonAgainst(file)});
+  });
   for (ListedFolder& folder : listing) {
     if (folder.files.empty()) folder.failure = listingFailure(folder.directory);
     markAmbiguous(folder, discovery.ambiguousKeys);

@@ -1,6 +1,7 @@
 #include "client/listing_text.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include "client/printable_text.h"
 #include "platform/json.h"
@@ -13,8 +14,10 @@ std::string keyColumn(const ListedFile& file) {
   return file.isRemovable() ? printableText(itemKey(file.kind, file.label)) : "-";
 }
 
-std::size_t columns(const std::string& text) {
-  return userPerceivedCharacters(text).size();
+std::size_t columns(std::string_view text) {
+  std::size_t count = 0;
+  for (; !text.empty(); ++count) text.remove_prefix(firstUserPerceivedCharacter(text).size());
+  return count;
 }
 
 std::size_t widestKey(const ItemListing& listing) {
@@ -27,13 +30,20 @@ std::size_t widestKey(const ItemListing& listing) {
   return widest;
 }
 
+// A file may have a label of megabytes.
+std::string shownLabel(const std::string& label) {
+  constexpr std::size_t longestShown = 255;
+  return label.size() > longestShown ? std::to_string(label.size()) + " bytes"
+                                     : printableText(label);
+}
+
 std::string fileLine(const ListedFile& file, std::size_t keyWidth) {
   const std::string key = keyColumn(file);
-  std::string line = "  " + key + std::string(keyWidth - columns(key) + 2, ' ') +
-                     printableText(file.name);
+  std::string line =
+      "  " + key + std::string(keyWidth - columns(key) + 2, ' ') + printableText(file.name);
   if (!file.isRemovable()) {
     line += ": " + file.reason;
-    if (!file.label.empty()) line += " (" + printableText(file.label) + ")";
+    if (!file.label.empty()) line += " (" + shownLabel(file.label) + ")";
   }
   return line + "\n";
 }

@@ -43,8 +43,8 @@ char32_t scalarOf(std::string_view character) {
 
 std::string hexadecimal(std::uint32_t value) {
   std::array<char, 8> digits{};
-  const char* end = std::to_chars(digits.begin(), digits.end(), value, 16).ptr;
-  return {digits.data(), end};
+  const auto result = std::to_chars(digits.begin(), digits.end(), value, 16);
+  return {digits.data(), static_cast<std::size_t>(result.ptr - digits.data())};
 }
 
 std::string escapedByte(char byte) {

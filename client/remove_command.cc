@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstdio>
 #include <optional>
-#include <string_view>
 
 #include "client/confirmation.h"
 #include "client/item_listing.h"
@@ -13,12 +12,10 @@
 #include "platform/xpc.h"
 #include "protocol/build_constants.h"
 #include "protocol/operations.h"
+#include "removal/background_item_archive.h"
 
 namespace velmora {
 namespace {
-
-constexpr std::string_view archiveDirectory =
-    "/Library/Application Support/Velmora/Background Item Backups";
 
 struct Answer {
   bool ok = false;
@@ -47,13 +44,11 @@ std::vector<std::string> removedKeys(const Data& response) {
   return decodeStringArray({reinterpret_cast<const char*>(response.data()), response.size()});
 }
 
-// Raises XPCConnectionError; `isAsked` says whether the request may have reached the helper.
-Answer askHelper(const std::vector<std::string>& keys, const Progress& progress, bool& isAsked) {
+Answer askHelper(VelmoraMaintenanceHelperXPC& helper, const std::vector<std::string>& keys,
+                 Progress& progress) {
   Answer answer;
   progress.showWhile([&] {
-    const auto helper = remoteObjectProxy(HelperServiceName);
-    isAsked = true;
-    helper->removeLegacyBackgroundItems(
+    helper.removeLegacyBackgroundItems(
         requestFor(keys), RemovalReply([&](bool ok, const auto& response, const auto& message) {
           answer = {ok, response, message};
         }));
@@ -78,7 +73,7 @@ void reportRemoved(const Data& response) {
     std::printf("removed %s\n", printableText(key).c_str());
   }
   std::printf("Archived in a new folder of %s, which only root can read.\n",
-              std::string(archiveDirectory).c_str());
+              defaultArchiveBaseDirectory().c_str());
 }
 
 }  // namespace
@@ -90,13 +85,14 @@ ExitStatus runRemoveCommand(const std::vector<std::string>& keys, bool isConfirm
     return ExitStatus::notDone;
   }
 
+  const auto helper = remoteObjectProxy(HelperServiceName);
   Progress progress("Background item removal", RemovalBudgetSeconds);
-  bool isAsked = false;
   Answer answer;
   try {
-    answer = askHelper(keys, progress, isAsked);
+    answer = askHelper(*helper, keys, progress);
   } catch (const XPCConnectionError&) {
-    if (isAsked) reportWhatIsGone(keys, before);
+    // It may have begun before it ended.
+    reportWhatIsGone(keys, before);
     throw;
   }
   if (!answer.ok) {
