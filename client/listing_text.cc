@@ -88,7 +88,7 @@ std::string jsonText(const ItemListing& listing) {
       text += (text.empty() ? "\n" : ",\n") + encodeRecord(record(folder, file));
     }
   }
-  return "[" + text + "\n]\n";
+  return "[" + text + (text.empty() ? "]\n" : "\n]\n");
 }
 
 }  // namespace velmora
