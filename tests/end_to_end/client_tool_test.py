@@ -8,6 +8,7 @@ import select
 import shutil
 import signal
 import subprocess
+import unittest
 from pathlib import Path
 
 from removal_test import ALICE, ARCHIVE, Item
@@ -307,6 +308,46 @@ class Removing(StageTestCase):
                 self.assertIn(f"\r\nremoved {item.key}\r\n", terminal.output)
                 self.assertFalse(item.path.exists())
         self.new_log()
+
+
+class Shells(unittest.TestCase):
+    """What comes with velmoractl keeps up with it."""
+
+    COMMANDS = re.findall(r"(?m)^  ([a-z-]+)  +\w",
+                          run_as("alice", "velmoractl", "--help").stdout.split("\n\nOn a term")[0])
+
+    def completions(self, *words):
+        script = ("source /stage/tests/velmoractl.bash; COMP_WORDS=(\"$@\") COMP_CWORD=$(($# - 1))\n"
+                  "_velmoractl; printf '%s\\n' \"${COMPREPLY[@]}\"")
+        result = run_as("alice", "bash", "-c", script, "bash", "velmoractl", *words)
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        return result.stdout.split()
+
+    def test_bash_completes_commands_options_and_items(self):
+        self.assertIn("remove", self.COMMANDS)
+        self.assertEqual(self.completions(""), [*self.COMMANDS, "--help"])
+        self.assertEqual(self.completions("re", "x"), [])
+        self.assertEqual(self.completions("li"), ["list"])
+        self.assertEqual(self.completions("list", ""), ["--json", "--help"])
+        self.assertEqual(self.completions("remove", "--y"), ["--yes"])
+        self.assertEqual(self.completions("version", "-"), ["--help"])
+        entries = json.loads(run_as("alice", "velmoractl", "list", "--json").stdout)
+        keys = [each["key"].replace("|", "/") for each in entries if each["removable"]]
+        self.assertIn("userAgent/org.example.gr\u00f6\u00dfenw\u00e4chter", keys)
+        self.assertEqual(self.completions("remove", "--yes", keys[0], ""), keys)
+        self.assertEqual(self.completions("remove", "sharedAgent/org"),
+                         ["sharedAgent/org.example.menu-bar"])
+
+    def test_zsh_reads_its_completion(self):
+        if not shutil.which("zsh"):
+            self.skipTest("there is no zsh")
+        subprocess.run(["zsh", "-n", "/stage/tests/_velmoractl"], check=True)
+
+    def test_every_command_is_in_each_of_them(self):
+        for file, form in (("_velmoractl", "'{}:|\"{}:"), ("velmoractl.1", r"\.It Cm {}\b")):
+            text = Path("/stage/tests", file).read_text()
+            for command in self.COMMANDS:
+                self.assertRegex(text, form.replace("{}", command), file)
 
 
 if __name__ == "__main__":
