@@ -3,13 +3,15 @@
 #include <getopt.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace velmora {
 namespace {
 
 CommandLine parsed(std::vector<std::string> words) {
   words.insert(words.begin(), "velmoractl");
-  std::vector<char*> arguments;
-  for (std::string& word : words) arguments.push_back(word.data());
+  std::vector<char*> arguments(words.size());
+  std::ranges::transform(words, arguments.begin(), [](auto& word) { return word.data(); });
   optind = 1;
   return parseCommandLine(static_cast<int>(arguments.size()), arguments.data());
 }

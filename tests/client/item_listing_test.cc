@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "client/listing_text.h"
 #include "removal/launchd_folder.h"
 
@@ -23,9 +25,10 @@ TEST(ItemListingTest, losesAFileOrItsReason) {
 
   const ItemListing listing = listItems({folder.location(), shared});
   ASSERT_EQ(listing.size(), 2U);
-  const auto& files = listing[0].files;
-  std::vector<std::vector<std::string>> rows;
-  for (const ListedFile& file : files) rows.push_back({file.name, file.label, file.reason});
+  std::vector<std::vector<std::string>> rows(listing[0].files.size());
+  std::ranges::transform(listing[0].files, rows.begin(), [](const ListedFile& file) {
+    return std::vector{file.name, file.label, file.reason};
+  });
   EXPECT_EQ(
       rows,
       (std::vector<std::vector<std::string>>{
