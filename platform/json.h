@@ -25,8 +25,8 @@ class JSONError : public LocalizedError {
   std::string description_;
 };
 
-// The members of one flat object: texts and numbers.
-using JSONRecord = std::map<std::string, std::variant<std::string, std::uint32_t, double>>;
+// The members of one flat object: texts and numbers. A truth value can be written, not read.
+using JSONRecord = std::map<std::string, std::variant<std::string, std::uint32_t, double, bool>>;
 
 // The strings of a UTF-8 JSON text whose top level is an array of nothing but strings; they are
 // valid UTF-8 and may hold NUL. Raises JSONError.
