@@ -241,6 +241,7 @@ class HelperItself(StageTestCase):
         cases += [
             ("no team", HELPER + ".signature", signed("/CN=Velmora Stage")),
             ("expired", HELPER + ".signature", signed(days=-1)),
+            ("other authority", HELPER + ".signature", signed(authority=make_other_authority())),
             ("byte flipped", HELPER, flip_byte),
             ("program missing", HELPER, os.unlink),
             ("program a FIFO", HELPER, in_place_of(os.mkfifo)),
