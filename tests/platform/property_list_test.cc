@@ -311,6 +311,7 @@ TEST(PropertyList, binaryReaderDiffersFromApples) {
                              "\xE0",
                              "\xA1\xFF",
                              "\x4F\x20\1z"s,
+                             "\x4F\x10",
                              "\x42z",
                              "\x5F\x13\x7F" + std::string(7, '\xFF')};
   for (const std::string& value : taken) {
