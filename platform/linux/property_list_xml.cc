@@ -135,11 +135,12 @@ class XMLReader {
       return endValue();
     }
     const bool isTaken = name == "true" || name == "false" ? isEmpty || readClosingTag(name)
-                                                           : !isEmpty && readNumber(name);
+                                                           : !isEmpty && readPlainContent(name);
     return isTaken && endValue(Kind::other);
   }
 
-  bool readNumber(std::string_view name) {
+  // The elements that may not be empty tags, with content other than text for its own sake.
+  bool readPlainContent(std::string_view name) {
     bool isTaken = false;
     if (name == "real") {
       const std::optional<std::string> text = readXMLText(rest_);

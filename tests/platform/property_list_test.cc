@@ -311,6 +311,7 @@ TEST(PropertyList, binaryReaderDiffersFromApples) {
                              "\xE0",
                              "\xA1\xFF",
                              "\x4F\x20\1z"s,
+                             "\x4F\x10",
                              "\x42z",
                              "\x5F\x13\x7F" + std::string(7, '\xFF')};
   for (const std::string& value : taken) {
@@ -445,7 +446,7 @@ TEST(PropertyList, hostileFileTakesMoreThanLinearTime) {
   const std::string entityBomb = "<!DOCTYPE plist [<!ENTITY a \"" + repeated("&a;", 1000) +
                                  "\">]>" +
                                  xmlValue("<string>" + repeated("&a;", 1000) + "</string>");
-  const double start = systemUptime();
+  double start = systemUptime();
   expectLabels({
       {sharedArrays(), "a"},
       {sharedKey(1U << 20), missing_},
@@ -455,18 +456,20 @@ TEST(PropertyList, hostileFileTakesMoreThanLinearTime) {
            xmlValue("<string>&a;</string>"),
        refused},
   });
+  EXPECT_LT(systemUptime() - start, 3);
   for (const std::string_view piece :
        {"<!-- ", "<!",  "<?", "<!DOCTYPE [", "<![CDATA[", "]]",   "&",        "&#", "-",
         "<",     "<a",  " ",  "0",           "/* ",       "/",    "//",       "\"", "\\",
         "\\U",   "'\"", "{",  "=",           "a;",        "a=b;", "\xE2\x80", "%"}) {
+    start = systemUptime();
     const std::string many = repeated(piece, size / piece.size());
     (void)label(many);
     (void)label("<!DOCTYPE plist [" + many);
     (void)label(xmlValue("<string>" + many));
     (void)label(xmlBefore("<integer>" + many));
     (void)label("{ Label = a; k = \"" + many);
+    EXPECT_LT(systemUptime() - start, 3) << piece;
   }
-  EXPECT_LT(systemUptime() - start, 20);
 }
 
 TEST(PropertyList, damagedFileYieldsAnotherValue) {
