@@ -28,6 +28,8 @@ class MaintenanceHelperService final : public VelmoraMaintenanceHelperXPC {
   void thinLocalSnapshotsWithReply(OperationReply reply) override;
   void freeMemoryWithReply(OperationReply reply) override;
 
+  // background_item_removal.cc. Under operationLock like them; logs how many items were removed,
+  // or why not all of them.
   void removeLegacyBackgroundItems(Data request, RemovalReply reply) override;
 
  private:

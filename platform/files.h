@@ -1,12 +1,46 @@
-// File management that differs between systems or is wanted in more than one room.
+// File management that differs between systems or is wanted in more than one room. Any thread may
+// call. Nothing here follows a symbolic link in the last component of a path.
 #pragma once
 
+#include <sys/types.h>
+
 #include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/file_descriptor.h"
 
 namespace velmora {
 
 // The folder for files that live no longer than a call. Never taken from the environment, which
 // whoever started the helper could have set. "/tmp" on Linux.
 std::filesystem::path temporaryDirectory();
+
+// The names of all entries of the opened folder, in the system's order, without those that are
+// hidden: by a full stop at the beginning, or by a flag where the system has one.
+// Raises PlatformError when the folder cannot be listed to its end.
+std::vector<std::string> visibleEntries(const FileDescriptor& directory);
+
+// Creates the folder `path`, and the folders above it that are missing, for their owner alone
+// (0700 whatever the umask). Does nothing to what exists already. The names of the new folders
+// are on disk when it returns. Raises PlatformError, also when something else has the name.
+void createDirectories(const std::filesystem::path& path);
+
+// Creates the folder `path` in the same way, which must not exist. Raises PlatformError.
+void createDirectory(const std::filesystem::path& path);
+
+// Writes `bytes` to a temporary file beside `path` and moves it there in one step, replacing what
+// has that name, so that nobody ever sees a part of them there; then gives it `mode` and `owner`.
+// The file's content is on disk when it returns, its name is after synchronize on its folder.
+// Raises PlatformError; no temporary file is left then, but the file itself may be there.
+void writeAtomically(const std::filesystem::path& path, std::string_view bytes, mode_t mode,
+                     uid_t owner);
+
+// Returns once everything written to the opened file or folder is on the disk itself and not only
+// in a cache: fsync(2), or what goes further than that where a system has it. Raises
+// PlatformError, naming `subject`.
+void synchronize(const FileDescriptor& file, const std::filesystem::path& subject);
+void synchronizeDirectory(const std::filesystem::path& path);
 
 }  // namespace velmora

@@ -5,7 +5,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace velmora {
 
@@ -17,21 +16,23 @@ std::optional<std::string> decodeUTF8(std::string_view bytes);
 // Zp, U+0009 to U+000D and U+0085. `text` is UTF-8.
 std::string trimWhitespaceAndNewlines(std::string_view text);
 
-// `text` in one canonical form (NFC): two texts are canonically equivalent exactly when their
-// forms are equal. `text` is UTF-8.
+// `text` in one canonical form (NFD): two texts are canonically equivalent exactly when their
+// forms are equal. Linear in time, however many marks stand in a row. Raises std::invalid_argument
+// when `text` is not UTF-8.
 std::string canonicalForm(std::string_view text);
 
-// `text` with the full lower-case mapping of every character, of no language in particular
-// (SpecialCasing.txt without its locale-dependent rows). `text` is UTF-8.
+// `text` with the full lower-case mapping of every character by itself (SpecialCasing.txt without
+// its conditional rows): no language's own rules, and a sigma at a word's end is any other sigma.
+// `text` is UTF-8.
 std::string lowercased(std::string_view text);
 
 // Whether every scalar of `text` is a letter, a mark or a number (general categories L, M and N)
 // or one of the ASCII characters in `others`. True of the empty text. `text` is UTF-8.
 bool isAlphanumericExcept(std::string_view text, std::string_view others);
 
-// The user-perceived characters of `text` (extended grapheme clusters, UAX #29), in order; views
-// into `text`, which is UTF-8.
-std::vector<std::string_view> userPerceivedCharacters(std::string_view text);
+// The first user-perceived character of `text` (extended grapheme cluster, UAX #29), a view into
+// `text`; empty only when `text` is. `text` is UTF-8.
+std::string_view firstUserPerceivedCharacter(std::string_view text);
 
 // `text` with everything that a C string or a strict UTF-8 carrier refuses replaced by U+FFFD:
 // NUL, noncharacters and each byte that is no part of a character.

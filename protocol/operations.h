@@ -1,4 +1,4 @@
-// The five maintenance operations as both sides know them. The helper's budgets bound the whole
+// The operations as both sides know them. The helper's budgets bound the whole
 // operation, not each of its tools; the client shows them and waits a little longer.
 #pragma once
 
@@ -25,5 +25,8 @@ inline constexpr MaintenanceOperation SnapshotThinning = {
     &VelmoraMaintenanceHelperXPC::thinLocalSnapshotsWithReply};
 inline constexpr MaintenanceOperation MemoryPurge = {
     "memory purge", 55, &VelmoraMaintenanceHelperXPC::freeMemoryWithReply};
+
+// What all items of one removal request share, in seconds from its beginning.
+inline constexpr double RemovalBudgetSeconds = 22;
 
 }  // namespace velmora

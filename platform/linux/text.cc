@@ -5,25 +5,10 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "platform/linux/scalar.h"
+
 namespace velmora {
 namespace {
-
-struct Scalar {
-  utf8proc_int32_t value = -1;  // negative: the byte at this place begins no character
-  std::size_t length = 1;
-};
-
-// The scalar at the beginning of `text`, which is not empty.
-Scalar firstScalar(std::string_view text) {
-  // A longer view would not be read further than this; the cast keeps the length in range.
-  constexpr std::size_t longestCharacter = 4;
-  utf8proc_int32_t value = -1;
-  const utf8proc_ssize_t length = utf8proc_iterate(
-      reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
-      static_cast<utf8proc_ssize_t>(std::min(text.size(), longestCharacter)), &value);
-  if (length < 1) return {};
-  return {value, static_cast<std::size_t>(length)};
-}
 
 bool isWhitespaceOrNewline(utf8proc_int32_t value) {
   if ((value >= 0x09 && value <= 0x0D) || value == 0x85) return true;
@@ -34,6 +19,12 @@ bool isWhitespaceOrNewline(utf8proc_int32_t value) {
 
 bool isNoncharacter(utf8proc_int32_t value) {
   return (value >= 0xFDD0 && value <= 0xFDEF) || (value & 0xFFFE) == 0xFFFE;
+}
+
+// The categories of letters, marks and numbers stand side by side in the library's enumeration.
+bool isAlphanumeric(utf8proc_int32_t value) {
+  const utf8proc_category_t category = utf8proc_category(value);
+  return category >= UTF8PROC_CATEGORY_LU && category <= UTF8PROC_CATEGORY_NO;
 }
 
 }  // namespace
@@ -59,6 +50,47 @@ std::string trimWhitespaceAndNewlines(std::string_view text) {
     at += scalar.length;
   }
   return begin < end ? std::string(text.substr(begin, end - begin)) : std::string();
+}
+
+std::string lowercased(std::string_view text) {
+  constexpr utf8proc_int32_t capitalIWithDotAbove = 0x130;
+  std::string result;
+  result.reserve(text.size());
+  for (std::size_t at = 0; at < text.size();) {
+    const Scalar scalar = firstScalar(text.substr(at));
+    // The one character whose full mapping is longer than the library's simple one.
+    if (scalar.value == capitalIWithDotAbove) {
+      result += "i\u0307";
+    } else {
+      appendScalar(result, utf8proc_tolower(scalar.value));
+    }
+    at += scalar.length;
+  }
+  return result;
+}
+
+bool isAlphanumericExcept(std::string_view text, std::string_view others) {
+  for (std::size_t at = 0; at < text.size();) {
+    const Scalar scalar = firstScalar(text.substr(at));
+    const bool other = scalar.length == 1 && others.find(text[at]) != std::string_view::npos;
+    if (!other && !isAlphanumeric(scalar.value)) return false;
+    at += scalar.length;
+  }
+  return true;
+}
+
+std::string_view firstUserPerceivedCharacter(std::string_view text) {
+  if (text.empty()) return text;
+  utf8proc_int32_t state = 0;
+  Scalar last = firstScalar(text);
+  std::size_t size = last.length;
+  while (size < text.size()) {
+    const Scalar next = firstScalar(text.substr(size));
+    if (utf8proc_grapheme_break_stateful(last.value, next.value, &state)) break;
+    size += next.length;
+    last = next;
+  }
+  return text.substr(0, size);
 }
 
 std::string replacingUncarriable(std::string_view text) {

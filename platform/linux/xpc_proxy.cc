@@ -17,7 +17,6 @@ namespace {
 
 // What the helper may take beyond a budget to stop a tool, and to get round to answering.
 constexpr double slackSeconds = 30;
-constexpr double removalBudgetSeconds = 22;
 
 [[noreturn]] void refuse(int code) {
   if (code == ECONNRESET || code == EPIPE || code == ENOTCONN) {
@@ -87,7 +86,7 @@ class Proxy final : public VelmoraMaintenanceHelperXPC {
   void removeLegacyBackgroundItems(Data request, RemovalReply reply) override {
     BusMessage message = newCall("removeLegacyBackgroundItems");
     check(::sd_bus_message_append_array(message.get(), 'y', request.data(), request.size()));
-    const BusMessage answer = call(std::move(message), removalBudgetSeconds);
+    const BusMessage answer = call(std::move(message), RemovalBudgetSeconds);
     int ok = 0;
     const void* bytes = nullptr;
     std::size_t size = 0;

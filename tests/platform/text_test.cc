@@ -2,6 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <ctime>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
 namespace velmora {
 namespace {
 
@@ -47,6 +53,109 @@ TEST(Text, trimLeavesWhiteSpaceOrTakesMore) {
   for (const std::string& text : {""s, "\0"s, "\x08"s, "\x0E"s, "\x1F"s, "\u0084"s, "\u180E"s,
                                   "\u200B"s, "\u2060"s, "\uFEFF"s, "\u00E0"s}) {
     EXPECT_EQ(trimWhitespaceAndNewlines(text), text) << testing::PrintToString(text);
+  }
+}
+
+TEST(Text, canonicalFormTellsEquivalentTextsApartOrDifferentOnesNot) {
+  const std::pair<const char*, const char*> equivalent[] = {
+      {"\u00E9", "e\u0301"},
+      {"\u1F82", "\u03B1\u0313\u0300\u0345"},
+      {"a\u0301\u0316b", "a\u0316\u0301b"},  // marks of two classes
+      {"a\u0345\u0301\u0316\u0334", "a\u0334\u0316\u0301\u0345"},
+      {"\u1E69", "s\u0307\u0323"},       // composed with the outer mark first
+      {"\uAC01", "\u1100\u1161\u11A8"},  // Hangul
+      {"\uAC00\u11A8", "\uAC01"},
+      {"\u212B", "\u00C5"},  // singletons
+      {"\u2126", "\u03A9"},
+      {"\u0958", "\u0915\u093C"},  // excluded from composition
+      {"\U0001D15E", "\U0001D157\U0001D165"},
+  };
+  for (const auto& [one, other] : equivalent) {
+    EXPECT_EQ(canonicalForm(one), canonicalForm(other)) << one;
+  }
+  const std::pair<const char*, const char*> different[] = {
+      {"a\u0301\u0300", "a\u0300\u0301"},              // marks of one class keep their order
+      {"a\u0316\u034F\u0301", "a\u0301\u034F\u0316"},  // nor does one pass another starter
+      {"a", "A"},
+      {"\uFB01", "fi"},  // only compatible
+      {"\uAC00\u11A7", "\uAC00"},
+      {"a\u200D", "a"},
+      {"\u0131", "i"},
+  };
+  for (const auto& [one, other] : different) {
+    EXPECT_NE(canonicalForm(one), canonicalForm(other)) << one;
+  }
+  EXPECT_EQ(canonicalForm(""), "");
+  EXPECT_EQ(canonicalForm("a\0b"s), "a\0b"s);
+  EXPECT_THROW((void)canonicalForm("a\xFF"), std::invalid_argument);
+}
+
+TEST(Text, lowercasedLeavesACapitalOfAProtectedPrefix) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"COM.Apple.x", "com.apple.x"},
+      {"\u212A", "k"},  // KELVIN SIGN
+      {"\u0130", "i\u0307"},
+      {"\u0131\u017F", "\u0131\u017F"},  // lower-case already, though their capitals are ASCII
+      {"\uFF21\u00C4\u1E9E\u01C5", "\uFF41\u00E4\u00DF\u01C6"},
+      {"\u039F\u03A3", "\u03BF\u03C3"},
+      {"\U00010400", "\U00010428"},
+  };
+  for (const auto& [text, lower] : cases) EXPECT_EQ(lowercased(text), lower) << text;
+}
+
+TEST(Text, isAlphanumericExceptLetsThroughWhatIsNeither) {
+  const std::string alphanumeric[] = {"",          "aZ09._-",      "\u00E4\u00DF\u01C5\u02B0\u05D0",
+                                      "e\u0301",   "\u0903\u20DD", "\u0665\u2167\u00BD",
+                                      "\U00020000"};
+  for (const std::string& text : alphanumeric)
+    EXPECT_TRUE(isAlphanumericExcept(text, "._-")) << text;
+  for (const std::string& text :
+       {"|"s, "/"s, " "s, "\0"s, "\n"s, "~"s, "\u00A0"s, "\u200D"s, "\u2010"s, "\u203F"s, "\u20AC"s,
+        "\uE000"s, "\u0378"s, "\uFFFF"s, "\xFF"s}) {
+    EXPECT_FALSE(isAlphanumericExcept("a" + text + "a", "._-")) << testing::PrintToString(text);
+  }
+}
+
+std::vector<std::string_view> userPerceivedCharacters(std::string_view text) {
+  std::vector<std::string_view> characters;
+  while (!text.empty()) {
+    characters.push_back(firstUserPerceivedCharacter(text));
+    text.remove_prefix(characters.back().size());
+  }
+  return characters;
+}
+
+TEST(Text, userPerceivedCharactersAreCutApartOrRunTogether) {
+  using Characters = std::vector<std::string_view>;
+  const std::pair<std::string_view, Characters> cases[] = {
+      {"", {}},
+      {"a||", {"a", "|", "|"}},
+      {"a|\u0301b", {"a", "|\u0301", "b"}},
+      {"|\u200D|\uFE0F", {"|\u200D", "|\uFE0F"}},
+      {"\r\n\n\u0301", {"\r\n", "\n", "\u0301"}},
+      {"\u1100\u1161\u11A8\u1100", {"\u1100\u1161\u11A8", "\u1100"}},
+      {"\U0001F1E9\U0001F1EA\U0001F1EB\U0001F1F7\U0001F1EE",
+       {"\U0001F1E9\U0001F1EA", "\U0001F1EB\U0001F1F7", "\U0001F1EE"}},
+      {"\U0001F468\u200D\U0001F469a", {"\U0001F468\u200D\U0001F469", "a"}},
+  };
+  for (const auto& [text, characters] : cases) {
+    EXPECT_EQ(userPerceivedCharacters(text), characters) << text;
+  }
+}
+
+TEST(Text, longTextTakesMoreThanLinearTime) {
+  const auto processorTime = [](const char* piece, std::size_t count) {
+    std::string text = "|";
+    for (std::size_t i = 0; i < count; ++i) text += piece;
+    const std::clock_t start = std::clock();
+    EXPECT_FALSE(canonicalForm(text).empty());
+    EXPECT_FALSE(userPerceivedCharacters(text).empty());
+    EXPECT_FALSE(lowercased(text).empty());
+    return std::clock() - start;
+  };
+  // Eight times the text would take 64 times as long if the square of its length counted.
+  for (const char* piece : {"\u0301\u0316", "\u0344", "\U0001F1E6", "\U0001F468\u200D", "\u1161"}) {
+    EXPECT_LT(processorTime(piece, 32000), 30 * (processorTime(piece, 4000) + 5000)) << piece;
   }
 }
 

@@ -1,0 +1,13 @@
+// Where errors end: the service turns whatever ended a call into the text of its reply.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace velmora {
+
+// Runs `routine`. Returns the description of whatever it raised, or nothing when it completed.
+std::optional<std::string> failureOf(const std::function<void()>& routine);
+
+}  // namespace velmora

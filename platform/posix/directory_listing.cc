@@ -1,0 +1,49 @@
+#include <dirent.h>
+#include <fcntl.h>
+
+#include <cerrno>
+#include <memory>
+
+#include "platform/files.h"
+#include "platform/platform_error.h"
+#include "platform/posix/hidden_flag.h"
+
+namespace velmora {
+namespace {
+
+struct StreamCloser {
+  void operator()(DIR* stream) const { ::closedir(stream); }
+};
+using DirectoryStream = std::unique_ptr<DIR, StreamCloser>;
+
+[[noreturn]] void fail(int code) {
+  throw PlatformError("list", "a folder", code);
+}
+
+// A stream of its own place in the folder; the caller's descriptor keeps its own.
+DirectoryStream openStream(const FileDescriptor& directory) {
+  FileDescriptor own(::openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!own.isOpen()) fail(errno);
+  DirectoryStream stream(::fdopendir(own.get()));
+  if (!stream) fail(errno);
+  (void)own.release();  // the stream closes it from now on
+  return stream;
+}
+
+}  // namespace
+
+std::vector<std::string> visibleEntries(const FileDescriptor& directory) {
+  const DirectoryStream stream = openStream(directory);
+  std::vector<std::string> names;
+  for (;;) {
+    errno = 0;
+    // The stream is this thread's alone.  NOLINTNEXTLINE(concurrency-mt-unsafe)
+    const dirent* entry = ::readdir(stream.get());
+    if (entry == nullptr && errno != 0) fail(errno);
+    if (entry == nullptr) return names;
+    if (entry->d_name[0] == '.' || isMarkedHidden(directory, entry->d_name)) continue;
+    names.emplace_back(entry->d_name);
+  }
+}
+
+}  // namespace velmora

@@ -1,0 +1,87 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "platform/files.h"
+#include "platform/platform_error.h"
+#include "platform/posix/disk_flush.h"
+
+namespace velmora {
+namespace {
+
+constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
+
+// A file that is gone again unless it has been moved into place.
+class PartialFile {
+ public:
+  explicit PartialFile(const std::filesystem::path& path)
+      : target_(path),
+        path_(path.string() + ".partial"),
+        file_(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                     ownerOnly)) {
+    if (!file_.isOpen()) fail();
+  }
+  PartialFile(const PartialFile&) = delete;
+  PartialFile& operator=(const PartialFile&) = delete;
+  ~PartialFile() {
+    if (!inPlace_) ::unlink(path_.c_str());
+  }
+
+  void write(std::string_view bytes) {
+    while (!bytes.empty()) {
+      const ssize_t count = ::write(file_.get(), bytes.data(), bytes.size());
+      if (count < 0 && errno == EINTR) continue;
+      if (count <= 0) fail();
+      bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+  }
+
+  void moveIntoPlace() {
+    if (::rename(path_.c_str(), target_.c_str()) != 0) fail();
+    inPlace_ = true;
+  }
+
+  void setAttributes(mode_t mode, uid_t owner) {
+    if (::fchmod(file_.get(), mode) != 0) fail();
+    if (::fchown(file_.get(), owner, static_cast<gid_t>(-1)) != 0) fail();
+  }
+
+  void synchronize() { velmora::synchronize(file_, target_); }
+
+ private:
+  [[noreturn]] void fail() const { throw PlatformError("write", target_, errno); }
+
+  const std::filesystem::path target_;
+  const std::filesystem::path path_;
+  const FileDescriptor file_;
+  bool inPlace_ = false;
+};
+
+}  // namespace
+
+void writeAtomically(const std::filesystem::path& path, std::string_view bytes, mode_t mode,
+                     uid_t owner) {
+  PartialFile file(path);
+  file.write(bytes);
+  // Before the move: after a power cut the name must not stand for a file without its bytes.
+  file.synchronize();
+  file.moveIntoPlace();
+  file.setAttributes(mode, owner);
+  file.synchronize();
+}
+
+void synchronize(const FileDescriptor& file, const std::filesystem::path& subject) {
+  while (flushToDisk(file) != 0) {
+    if (errno != EINTR) throw PlatformError("synchronize", subject, errno);
+  }
+}
+
+void synchronizeDirectory(const std::filesystem::path& path) {
+  const FileDescriptor directory(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!directory.isOpen()) throw PlatformError("synchronize", path, errno);
+  synchronize(directory, path);
+}
+
+}  // namespace velmora

@@ -1,0 +1,25 @@
+// The irreversible step: the deletion of a property list in a folder that its user controls.
+#pragma once
+
+#include <filesystem>
+
+#include "platform/file_descriptor.h"
+#include "removal/candidate.h"
+
+namespace velmora {
+
+// Opens the absolute path `directory` by walking it from "/" one component at a time, so that no
+// symbolic link is followed at any depth; never holds more than two descriptors.
+// Raises LegacyBackgroundItemRemovalError::unsafePath with the whole path when a component is
+// missing, is a link or no folder, or cannot be opened; the causes are not told apart, because a
+// caller could only use that to probe.
+FileDescriptor openDirectoryNoFollow(const std::filesystem::path& directory);
+
+// Deletes the candidate's file if it still is a regular file of the expected owner with exactly
+// the bytes that were found; looks at it and deletes it through one descriptor of its folder, which
+// is reached as by openDirectoryNoFollow. The file stays where it is whenever this raises:
+// LegacyBackgroundItemRemovalError::unsafePath for its folder; itemChanged when it is not the file
+// that was found or cannot be read; removalFailed when the system refuses to delete it.
+void removeCandidateFile(const Candidate& candidate);
+
+}  // namespace velmora

@@ -1,0 +1,59 @@
+// The removal of one item, and its undoing: stop the job, archive the property list, delete it.
+#include "removal/background_item_archive.h"
+#include "removal/privileged_legacy_background_item_removal_service.h"
+#include "removal/protected_file_operations.h"
+#include "runner/helper_command_error.h"
+
+namespace velmora {
+namespace {
+
+constexpr const char* launchctl = "/bin/launchctl";
+constexpr double loadAgainSeconds = 3.0;
+
+// Stops the job if it is loaded. Returns whether it has been stopped by this.
+bool stopIfLoaded(const HelperCommandRunning& runner, const std::string& serviceTarget,
+                  double deadline) {
+  if (!runner.runBeforeDeadline(launchctl, {"print", serviceTarget}, deadline).succeeded()) {
+    return false;
+  }
+  const HelperCommandResult stopped =
+      runner.runBeforeDeadline(launchctl, {"bootout", serviceTarget}, deadline);
+  if (!stopped.succeeded()) throw HelperCommandError::failed(launchctl, stopped);
+  return true;
+}
+
+// However this ends, the client is to see what made it necessary.
+void loadAgain(const HelperCommandRunning& runner, const Candidate& candidate) noexcept {
+  try {
+    (void)runner.run(launchctl, {"bootstrap", candidate.launchDomain, candidate.url},
+                     loadAgainSeconds);
+  } catch (...) {
+  }
+}
+
+void archiveAndDelete(const Candidate& candidate, const std::filesystem::path& folder,
+                      std::uint32_t clientUserIdentifier) {
+  const ArchiveEntry entry = writeArchiveEntry(candidate, folder, clientUserIdentifier);
+  try {
+    removeCandidateFile(candidate);
+  } catch (...) {
+    discardArchiveEntry(entry);
+    throw;
+  }
+}
+
+}  // namespace
+
+void PrivilegedLegacyBackgroundItemRemovalService::removeCandidate(
+    const Candidate& candidate, const std::filesystem::path& folder, double deadline) const {
+  const std::string serviceTarget = candidate.launchDomain + "/" + candidate.label;
+  const bool stopped = stopIfLoaded(*runner, serviceTarget, deadline);
+  try {
+    archiveAndDelete(candidate, folder, clientUserIdentifier);
+  } catch (...) {
+    if (stopped) loadAgain(*runner, candidate);
+    throw;
+  }
+}
+
+}  // namespace velmora

@@ -1,0 +1,263 @@
+"""The removal of background items, from the request's bytes to what is left on disk."""
+
+import json
+import os
+import plistlib
+import re
+import stat
+import struct
+import time
+from pathlib import Path
+
+from stage_support import BUSY, USERS, Client, StageTestCase, eventually, main
+
+ALICE = Path("/Users/alice/Library/LaunchAgents")
+FOLDERS = {"userAgent": ALICE, "sharedAgent": Path("/Library/LaunchAgents"),
+           "systemDaemon": Path("/Library/LaunchDaemons")}
+DOMAINS = {"userAgent": "gui/501", "sharedAgent": "gui/501", "systemDaemon": "system"}
+ARCHIVE = Path("/Library/Application Support/Velmora/Background Item Backups")
+INVALID = "The background-item request was invalid."
+CHANGED = "The background item {} changed during removal, so Velmora stopped safely."
+UNSAFE = "{} contains a symbolic link or is unavailable, so Velmora stopped safely."
+
+
+def remove(*keys, user="alice", data=None):
+    """(ok, the keys removed, message)."""
+    data = json.dumps(keys).encode() if data is None else data
+    with Client(user) as client:
+        client.socket.settimeout(60)
+        ok, response, text = client.call("removeLegacyBackgroundItems", signature="ay",
+                                         body=struct.pack("<I", len(data)) + data)
+    return ok, json.loads(response) if ok else response, text
+
+
+def failed(text):
+    return f"[Maintenance] error: Background-item removal failed: {text}"
+
+
+class Item:
+    """A property list in one of the folders, loaded unless told otherwise."""
+
+    def __init__(self, label, kind="userAgent", name=None, loaded=True, contents=None):
+        self.label, self.kind, self.key = label, kind, f"{kind}|{label}"
+        self.path = FOLDERS[kind] / (name or f"{label}.plist")
+        self.domain, self.job = DOMAINS[kind], Path("/stage/launchd", DOMAINS[kind], label)
+        self.data = contents or plistlib.dumps({"Label": label, "Program": "/bin/sleep"})
+        self.put()
+        self.job.unlink(missing_ok=True)
+        if loaded:
+            self.job.touch()
+
+    def put(self):
+        self.path.write_bytes(self.data)
+        os.chown(self.path, 501 if self.kind == "userAgent" else 0, 20)
+
+    def archived(self):
+        """The record and bytes of every archive entry of this item."""
+        found = []
+        for record in ARCHIVE.glob("*/*.json"):
+            metadata = json.loads(record.read_text())
+            if metadata["token"] == self.key and \
+                    record.with_suffix(".plist").read_bytes() == self.data:
+                found.append(metadata)
+        return found
+
+    def is_in_place(self):
+        return self.path.is_file() and not self.path.is_symlink() and \
+            self.path.read_bytes() == self.data
+
+
+class Removal(StageTestCase):
+    def item(self, label, **options):
+        item = Item(f"{self._testMethodName}.{label}", **options)
+        self.addCleanup(lambda: item.path.is_dir() or item.path.unlink(missing_ok=True))
+        self.addCleanup(item.job.unlink, missing_ok=True)
+        return item
+
+    def assert_removed(self, *items):
+        for item in items:
+            self.assertFalse(item.path.exists(), item.key)
+            self.assertFalse(item.job.exists(), item.key)
+            self.assertEqual(len(item.archived()), 1, item.key)
+
+    def assert_kept(self, *items):
+        for item in items:
+            self.assertTrue(item.is_in_place(), item.key)
+            self.assertEqual(item.archived(), [], item.key)
+
+    def test_items_of_each_kind_and_format_are_stopped_archived_and_deleted(self):
+        items = [self.item("agent"), self.item("shared", kind="sharedAgent"),
+                 self.item("daemon", kind="systemDaemon", loaded=False),
+                 self.item("binary", name="of another name.PLIST", contents=plistlib.dumps(
+                     {"Label": self._testMethodName + ".binary"}, fmt=plistlib.FMT_BINARY)),
+                 self.item("text", contents=b'{ Label = "%s.text"; Hours = (1, 2); }' %
+                           self._testMethodName.encode())]
+        self.new_calls()
+        before = time.time()
+        keys = [item.key for item in items]
+        self.assertEqual(remove(*keys, keys[0]), (True, keys, ""))
+        self.assert_removed(*items)
+        self.assert_logged("[Maintenance] default: Removed 5 legacy background item(s)")
+        calls = []
+        for item in items:
+            target = f"{item.domain}/{item.label}"
+            calls.append(f"/bin/launchctl print {target}")
+            calls += [f"/bin/launchctl bootout {target}"] if item.label[-6:] != "daemon" else []
+        self.assertEqual(self.new_calls(), calls)
+
+        metadata, = items[1].archived()
+        removed_at = metadata.pop("removedAt") + 978307200
+        self.assertTrue(before <= removed_at <= time.time(), removed_at)
+        self.assertEqual(metadata, {"label": items[1].label, "token": items[1].key,
+                                    "originalPath": str(items[1].path),
+                                    "clientUserIdentifier": 501})
+        for path in (ARCHIVE.parent, ARCHIVE, *ARCHIVE.rglob("*")):
+            status = path.lstat()
+            mode = 0o700 if path.is_dir() else 0o600
+            self.assertEqual((stat.S_IMODE(status.st_mode), status.st_uid), (mode, 0), path)
+
+    def test_request_that_is_refused_touches_nothing(self):
+        item, twice = self.item("item"), self.item("twice")
+        self.item("twice", name="another.plist")
+        foreign = self.item("foreign")
+        os.chown(foreign.path, USERS["bob"], 20)
+        absent = "org.example.absent"
+        missing = "The background item {} is no longer present in an allowed launchd folder."
+        ambiguous = ("More than one background item uses the label {} in the same launchd "
+                     "location.")
+        cases = [  # what is asked for beside the item, and what is answered
+            ([twice.key], ambiguous.format(twice.label)),
+            ([f"userAgent|{absent}"], missing.format(absent)),
+            ([foreign.key], missing.format(foreign.label)),
+            ([item.key.replace("userAgent", "sharedAgent")], missing.format(item.label)),
+            (["userAgent|com.apple.x"], INVALID), (["systemDaemon|Com.Apple.X"], INVALID),
+            (["systemDaemon|COM.VELMORA.app"], INVALID), (["Useragent|a"], INVALID),
+            ([f"userAgent|{number}" for number in range(128)], INVALID),
+        ]
+        before = sorted(ARCHIVE.rglob("*"))
+        self.new_calls()
+        for keys, text in cases:
+            with self.subTest(keys[0]):
+                self.assertEqual(remove(item.key, *keys), (False, b"", text))
+                self.assert_logged(failed(text))
+        self.assertEqual(remove(item.key, user="bob")[::2], (False, missing.format(item.label)))
+        self.assertEqual(remove(), (False, b"", INVALID))
+        self.new_log()
+        for data in (b"", b"[", b"{}", b'"userAgent|a"', b'["userAgent|a", 1]', b'[["a"]]',
+                     b'["\xff"]', b'["\\ud800"]', b'["a"] x', b"[" * 1_000_000,
+                     b"[" + b'"a",' * 5_000_000):
+            with self.subTest(data[:20]):
+                ok, response, text = remove(data=data)
+                self.assertEqual((ok, response), (False, b""))
+                self.assertTrue(text)
+                self.assert_logged(failed(text.replace("\n", "\\n")))
+        self.assert_kept(item, twice, foreign)
+        self.assertTrue(item.job.exists())
+        self.assertEqual(self.new_calls(), [])
+        self.assertEqual(sorted(ARCHIVE.rglob("*")), before)
+
+    def test_item_that_changes_during_removal_stays_and_is_loaded_again(self):
+        def swapped(make):
+            return f"rm '{{path}}'; {make} '{{path}}'"
+
+        changes = {  # name: command, whether launchctl can load what is there now
+            "one-byte-more": ("echo >>'{path}'", True),
+            "another-byte": ("printf X | dd of='{path}' conv=notrunc status=none", True),
+            "another-owner": ("chown 502 '{path}'", True),
+            "link-to-a-copy": ("mv '{path}' /stage/copy; ln -s /stage/copy '{path}'", True),
+            "FIFO": (swapped("mkfifo"), False), "folder": (swapped("mkdir"), False),
+            "gone": ("rm '{path}'", False),
+        }
+        for name, (command, loads) in changes.items():
+            with self.subTest(name):
+                first, item, third = (self.item(f"{name}.{number}") for number in "123")
+                self.new_calls()
+                # The tool finds the first item's job gone when it is to stop the second one.
+                self.control("launchctl.bootout", f"run=[ -e '{first.job}' ] || "
+                             f"{{ {command.format(path=item.path)}; }}")
+                self.assertEqual(remove(first.key, item.key, third.key),
+                                 (False, b"", CHANGED.format(item.label)))
+                self.assert_removed(first)
+                self.assert_kept(third)
+                self.assertTrue(third.job.exists())
+                self.assertEqual(item.archived(), [])
+                self.assertEqual(self.new_calls()[-1],
+                                 f"/bin/launchctl bootstrap gui/501 {item.path}")
+                self.assertEqual(item.job.exists(), loads)
+                if item.path.is_dir():
+                    item.path.rmdir()
+
+    def test_link_on_the_way_to_the_folder_is_followed_to_nothing(self):
+        for level in (ALICE, ALICE.parent, ALICE.parent.parent):
+            with self.subTest(level):
+                item = self.item(f"item{len(level.parts)}")
+                real = level.with_name(level.name + ".real")
+                level.rename(real)
+                level.symlink_to(real)
+                try:
+                    self.assertEqual(remove(item.key), (False, b"", UNSAFE.format(ALICE)))
+                    self.assert_kept(item)
+                    self.assertTrue(item.job.exists(), "loaded again")
+                finally:
+                    level.unlink()
+                    real.rename(level)
+
+    def test_launchctl_that_fails_leaves_the_item(self):
+        item = self.item("item")
+        self.control("launchctl.bootout", "stderr=Boot-out failed: 5\\n", "exit=5")
+        text = "launchctl exited with status 5: Boot-out failed: 5"
+        self.assertEqual(remove(item.key), (False, b"", text))
+        self.assert_logged(failed(text))
+        self.control("launchctl.bootout")
+        self.control("launchctl.print", "ignore-term", "sleep=60")
+        text = "launchctl did not finish in time, so the maintenance helper stopped it."
+        began = time.monotonic()
+        self.assertEqual(remove(item.key), (False, b"", text))
+        self.assertTrue(22 <= time.monotonic() - began < 28)
+        self.assert_kept(item)
+        self.assertTrue(item.job.exists())
+
+    def test_removals_and_operations_exclude_each_other(self):
+        item = self.item("item")
+        with self.held("launchctl.print") as release, Client("bob") as other:
+            with Client("alice") as client:
+                data = json.dumps([item.key]).encode()
+                client.request("removeLegacyBackgroundItems", signature="ay",
+                               body=struct.pack("<I", len(data)) + data)
+                eventually(self.new_calls, "the probe")
+                self.assertEqual(remove("userAgent|a", user="bob"), (False, b"", BUSY))
+                self.assertEqual(other.call("freeMemoryWithReply"), (False, BUSY))
+                self.assert_logged()
+                release()
+                self.assertTrue(client.reply()[0])
+        with self.held("purge") as release, Client("bob") as other:
+            other.request("freeMemoryWithReply")
+            self.wait_for_calls("/bin/launchctl bootout " + f"gui/501/{item.label}",
+                                "/usr/sbin/purge")
+            self.assertEqual(remove(data=b"no request"), (False, b"", BUSY))
+            release()
+            self.assertEqual(other.reply(), (True, ""))
+        self.assert_removed(item)
+
+    def test_canonically_equivalent_label_is_found_and_told_as_the_file_has_it(self):
+        item = self.item("e\u0301tude")
+        asked = item.key.replace("e\u0301", "\u00e9")
+        self.assertEqual(remove(asked, item.key), (True, [item.key], ""))
+        self.assert_removed(item)
+
+    def test_huge_and_hostile_files_cost_only_themselves(self):
+        item = self.item("item")
+        hostile = ALICE / "hostile.plist"
+        self.addCleanup(hostile.unlink)
+        nested = b"<plist>" + b"<array>" * 1_000_000
+        for data in (nested, b"(" * 1_000_000, b'<!DOCTYPE plist [<!ENTITY a "&a;&a;">]>' + nested):
+            hostile.write_bytes(data)
+            os.chown(hostile, 501, 20)
+            self.assertEqual(remove(item.key)[0], True)
+            item.put()
+        os.truncate(hostile, 1 << 43)
+        self.assertEqual(remove(item.key)[0], True)
+
+
+if __name__ == "__main__":
+    main()
