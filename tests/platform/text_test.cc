@@ -44,7 +44,9 @@ TEST(Text, trimLeavesWhiteSpaceOrTakesMore) {
   for (const char* space : {" ", "\t", "\n", "\v", "\f", "\r", "\u0085", "\u00A0", "\u1680",
                             "\u2000", "\u200A", "\u2028", "\u2029", "\u202F", "\u205F", "\u3000"}) {
     const std::string white = std::string(space) + space;
-    EXPECT_EQ(trimWhitespaceAndNewlines(white + "a" + white + "b" + white), "a" + white + "b");
+    std::string words = "a";
+    words.append(white).append("b");
+    EXPECT_EQ(trimWhitespaceAndNewlines(std::string(white).append(words).append(white)), words);
     EXPECT_EQ(trimWhitespaceAndNewlines(white), "");
   }
   // NUL, other controls and characters without width are no white space.
