@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <sys/socket.h>
 
 #include <cerrno>
 #include <csignal>
@@ -12,6 +11,7 @@
 #include "platform/linux/bus.h"
 #include "platform/linux/connection_limits.h"
 #include "platform/linux/listening_socket.h"
+#include "platform/linux/peer_process.h"
 #include "platform/linux/server_connection.h"
 #include "platform/platform_error.h"
 #include "platform/xpc.h"
@@ -26,15 +26,6 @@ void occupyStandardDescriptors() {
     device.reset(::open("/dev/null", O_RDWR));
     if (!device.isOpen()) throw PlatformError("open", "/dev/null", errno);
   } while (device.get() <= 2 && device.release() >= 0);
-}
-
-uid_t userAtOtherEnd(const FileDescriptor& socket) {
-  ucred credentials{};
-  socklen_t size = sizeof credentials;
-  if (::getsockopt(socket.get(), SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) {
-    throw PlatformError("identify", "the client", errno);
-  }
-  return credentials.uid;
 }
 
 }  // namespace
@@ -61,7 +52,8 @@ class XPCListener::Implementation {
   // Gives a newcomer a thread of its own. Over a limit, or out of threads or memory, it is closed.
   void startServing(FileDescriptor socket) noexcept {
     try {
-      std::optional<ConnectionLimits::Place> place = limits_.take(userAtOtherEnd(socket));
+      std::optional<ConnectionLimits::Place> place =
+          limits_.take(credentialsAtOtherEnd(socket.get()).uid);
       if (!place) return;
       std::thread([this, socket = std::move(socket), place = std::move(place)]() mutable {
         serve(std::move(socket));
