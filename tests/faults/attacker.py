@@ -25,7 +25,8 @@ SHIM = "/stage/tests/fault_shim.so"
 FIELDS, FIELDS_AT, RECORDS_AT, RECORD = struct.Struct("<QIIIiIIIII"), 1024, 1088, 256
 RECORD_COUNT = 4096
 FAIL, FAIL_AFTERWARDS, SHORTEN, KILL = 1, 2, 3, 4
-PR_SET_CHILD_SUBREAPER, POLL, PPOLL = 36, "7", "271"
+PR_SET_CHILD_SUBREAPER = 36
+WAITING = ("7", "271", "219")  # poll, ppoll, and what becomes of them when a system is suspended
 
 Record = namedtuple("Record", "call subject error allocations")
 
@@ -54,7 +55,7 @@ SHORT = ("read", "pread", "write", "recvmsg", "sendmsg")
 DONE_ALL_THE_SAME = {("close", name) for name in ERRORS["close"]} | {("waitpid", "ECHILD")}
 # What lasts: a full disk, and no more descriptors.
 SCARCE = ((("write", "create", "mkdir"), "ENOSPC"),
-          (("open", "create", "openat", "dup", "socket", "accept4"), "EMFILE"))
+          (("open", "create", "openat", "dup", "socket"), "EMFILE"))
 
 
 class Fault(namedtuple("Fault", "calls ordinal action error lasting")):
@@ -73,7 +74,14 @@ class Attack:
     """What one request has met and left: the calls it made, the problems found after it."""
 
     def __init__(self):
-        self.fired, self.allocations, self.records, self.problems = 0, 0, [], []
+        self.fired, self.allocations, self.records = 0, 0, []
+        self.reply, self.problems = None, []
+
+    def ended_before(self, fault):
+        """Runs differ a little: how often a message is asked for, what a thread finds ready."""
+        count = self.allocations if "allocate" in fault.calls else \
+            sum(record.call in fault.calls for record in self.records)
+        return not self.fired and count < fault.ordinal
 
 
 def failing(call, ordinal, error):
@@ -163,21 +171,29 @@ class AttackedHelper:
     def leave(self):
         """Until no connection is left and the tools are reaped."""
         self.client.socket.close()
-        soon(lambda: threads(self.pid) == 1 and not children(self.pid) and self.waits(),
-             "an idle helper")
+        soon(self.is_idle, "an idle helper")
+
+    def is_idle(self):
+        return threads(self.pid) == 1 and not children(self.pid) and self.waits()
+
+    def has_ended(self):
+        with contextlib.suppress(ChildProcessError):
+            return os.waitpid(self.pid, os.WNOHANG) != (0, 0)
+        return True
 
     def waits(self):
         """What the threads do for the last message is over: all wait for something new."""
         with contextlib.suppress(FileNotFoundError, ProcessLookupError):
             tasks = Path(f"/proc/{self.pid}/task").iterdir()
-            return all((task / "syscall").read_text().split()[0] in (POLL, PPOLL)
+            return all((task / "syscall").read_text().split()[0] in WAITING
                        for task in tasks)
         return False
 
-    def attack(self, scenario, fault=NO_FAULT):
+    def attack(self, scenario, fault=NO_FAULT, prepare=True):
         """Makes the request with the fault, and examines what is left."""
         attack = Attack()
-        scenario.prepare()
+        if prepare:
+            scenario.prepare()
         if scenario.from_the_knock:
             self.leave()
         self.shim.arm(fault)
@@ -185,20 +201,26 @@ class AttackedHelper:
             reply = scenario.request(self if scenario.from_the_knock else self.client)
         except ConnectionError:
             reply = None
+        except TimeoutError:
+            reply = None
+            attack.problems.append("no reply in time")
         try:
             if fault.action == KILL:
-                self.await_end()
+                self.client.socket.close()
+                soon(lambda: self.has_ended() or self.is_idle(), "an end")
+                self.restart()
             else:
                 self.examine(fault)
         except (AssertionError, OSError) as problem:
             attack.problems.append(f"{type(problem).__name__}: {problem}")
             self.restart()
         attack.fired, attack.allocations, attack.records = self.shim.results()
+        attack.reply = reply
         attack.problems += scenario.problems(reply, fault)
         return attack
 
     def examine(self, fault):
-        assert os.waitpid(self.pid, os.WNOHANG) == (0, 0), "the helper has ended"
+        assert not self.has_ended(), "the helper has ended"
         self.leave()
         left = descriptors(self.pid), threads(self.pid)
         assert left[0] <= self.idle[0] and left[1] <= self.idle[1], f"{self.idle} became {left}"
@@ -210,12 +232,9 @@ class AttackedHelper:
         self.greet()
 
     def restart(self):
-        with contextlib.suppress(ProcessLookupError):
+        """After the end of the helper and of the tools it leaves behind, as init would do it."""
+        if not self.has_ended():
             os.kill(self.pid, signal.SIGKILL)
-        self.await_end()
-
-    def await_end(self):
-        """Of the helper, and of the tools that it leaves behind, as init would see to it."""
         self.client.socket.close()
         with contextlib.suppress(ChildProcessError):
             while True:
@@ -228,3 +247,5 @@ class AttackedHelper:
     def stop(self):
         os.kill(self.pid, signal.SIGKILL)
         os.waitpid(self.pid, 0)
+        self.listening.close()
+        os.unlink(ADDRESS)

@@ -10,15 +10,50 @@ import os
 import re
 import shutil
 import struct
+import time
+import unittest
 from collections import Counter
 from pathlib import Path
 
-from attacker import ERRORS, FAIL, FULL, KILL, SCARCE, SHORT, SHORTEN, Fault, failing
+from attacker import AttackedHelper, ERRORS, FAIL, FULL, KILL, SCARCE, SHORT, SHORTEN, Fault, failing
 from removal_test import ARCHIVE, CHANGED, FOLDERS, UNSAFE, Item
 from stage_support import CONTROL as TOOL_CONTROL
 
 CALLS = Path("/stage/calls.log")
 SAMPLES = 40  # of the allocations of one request, in the bounded form
+DRIFT = 4     # of the number of an allocation: a new thread may find its stack ready, or not
+
+
+class SweepTestCase(unittest.TestCase):
+    def setUp(self):
+        for folder in FOLDERS.values():
+            for file in folder.glob("*.plist"):
+                file.unlink()
+        self.helper = AttackedHelper()
+        self.addCleanup(self.helper.stop)
+
+    def sweep(self, scenario, faults, examine=None):
+        """The request once with each of the faults."""
+        began = time.monotonic()
+        for _ in range(2):  # what is made once for the process is made by the first
+            attack = self.helper.attack(scenario)
+            self.assertEqual(attack.problems, [])
+        scenario.learn(attack.allocations, attack.records)
+        points, beyond, found = Counter(), 0, []
+        for fault in faults():
+            attack = self.helper.attack(scenario, fault)
+            points[fault.calls[0]] += attack.fired > 0
+            beyond += attack.ended_before(fault)
+            if not attack.fired and not attack.ended_before(fault):
+                attack.problems.append("did not strike")
+            if examine:
+                attack.problems += examine(scenario, attack)
+            found += [f"{fault}: {problem}" for problem in attack.problems]
+        calls = ", ".join(f"{count} {call}" for call, count in sorted(points.items()))
+        print(f"{type(scenario).__name__}: {points.total()} faults in "
+              f"{time.monotonic() - began:.0f} s, {beyond} more lay beyond the end: {calls}",
+              flush=True)
+        self.assertFalse(found, "\n".join(["", *found]))
 
 
 def removal(client, keys):
@@ -73,6 +108,12 @@ class Attacked:
             for ordinal in range(1, count + 1):
                 yield Fault((call,), ordinal, KILL, None, False)
 
+    def is_left(self):
+        return True
+
+    def is_as_ever(self, reply):
+        return reply[0]
+
     @staticmethod
     def some(count):
         return range(1, count + 1, 1 if FULL else max(1, count // SAMPLES))
@@ -82,7 +123,9 @@ class Attacked:
         if fault.action == KILL:
             return True
         if "allocate" in fault.calls:
-            return fault.lasting or not self.begins < self.position(fault) < self.ends
+            first, last = (self.position(fault._replace(ordinal=fault.ordinal + drift))
+                           for drift in (-DRIFT, DRIFT))
+            return fault.lasting or not self.begins < first <= last < self.ends
         return not self.begins <= self.position(fault) < self.ends and \
             fault.calls[0] in ("recvmsg", "sendmsg", "ppoll", "poll", "getsockopt")
 
@@ -99,7 +142,7 @@ class Attacked:
         forms = [f"Could not [a-z]+ .+: {reason}\\.",
                  "The maintenance helper could not create a secure diagnostic file\\."]
         if fault.error == "ENOMEM":
-            forms += ["std::bad_alloc"]
+            forms += ["Out of memory\\."]
         if fault.error == "ECHILD":
             forms += ["\\w+ exited with status -1"]
         return any(re.fullmatch(form, text) for form in forms + self.messages)
@@ -146,6 +189,9 @@ class Removal(Attacked):
     def is_done(self):
         return not any(item.path.exists() for item in self.items)
 
+    def is_left(self):
+        return any(self.stays(item) for item in self.items)
+
     def stays(self, item):
         return item.is_in_place()
 
@@ -185,6 +231,9 @@ class UndoneRemoval(Removal):
         super().learn(allocations, records)
         self.undo = max(at for at, record in enumerate(records)
                         if record.call == "unlink" and record.subject.endswith(".json"))
+
+    def is_as_ever(self, reply):
+        return reply == (False, CHANGED.format(self.items[0].label))
 
     def stays(self, item):
         return item.path.is_file() and item.path.read_bytes().rstrip(b"\n") == \
