@@ -189,10 +189,10 @@ class AttackedHelper:
                        for task in tasks)
         return False
 
-    def attack(self, scenario, fault=NO_FAULT, prepare=True):
-        """Makes the request with the fault, and examines what is left."""
+    def attack(self, scenario, fault=NO_FAULT, earlier=None):
+        """Makes the request with the fault, or once more after an earlier one, and examines it."""
         attack = Attack()
-        if prepare:
+        if not earlier:
             scenario.prepare()
         if scenario.from_the_knock:
             self.leave()
@@ -216,7 +216,7 @@ class AttackedHelper:
             self.restart()
         attack.fired, attack.allocations, attack.records = self.shim.results()
         attack.reply = reply
-        attack.problems += scenario.problems(reply, fault)
+        attack.problems += scenario.problems(reply, earlier or fault)
         return attack
 
     def examine(self, fault):
@@ -249,3 +249,4 @@ class AttackedHelper:
         os.waitpid(self.pid, 0)
         self.listening.close()
         os.unlink(ADDRESS)
+        self.client.socket.close()

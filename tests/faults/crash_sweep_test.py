@@ -47,13 +47,13 @@ class CrashSweep(SweepTestCase):
     def sweep(self, scenario):
         super().sweep(scenario, scenario.kills, self.resume)
 
-    def resume(self, scenario, attack):
+    def resume(self, scenario, attack, fault):
         """What the next helper makes of the same request, and where a power cut leads then."""
         CALLS.write_bytes(b"")
         disk = Disk()
         disk.follow(attack.records)
         if scenario.is_left():
-            second = self.helper.attack(scenario, prepare=False)
+            second = self.helper.attack(scenario, earlier=fault)
             disk.follow(second.records)
             yield from second.problems
             if not scenario.is_as_ever(second.reply):

@@ -42,12 +42,14 @@ void* __libc_memalign(std::size_t alignment, std::size_t size);
 namespace {
 
 // "create" is an open that may make a file, and "dup" is fcntl's.
-#define CALLS(X)                                                                                \
-  X(open) X(create) X(openat) X(fstat) X(stat) X(lstat) X(readlink) X(read) X(pread) X(write)   \
-  X(close) X(fsync) X(rename) X(unlink) X(unlinkat) X(mkdir) X(fchmod) X(fchown) X(fdopendir)   \
-  X(readdir) X(dup) X(close_range) X(posix_spawn) X(posix_spawn_file_actions_adddup2)           \
-  X(pthread_create) X(waitid) X(waitpid) X(getrandom) X(getpwuid_r) X(socket) X(connect)        \
-  X(getsockopt) X(accept4) X(poll) X(ppoll) X(recvmsg) X(sendmsg) X(allocate)
+#define CALLS(X)                                                                               \
+  X(open)                                                                                      \
+  X(create) X(openat) X(fstat) X(stat) X(lstat) X(readlink) X(read) X(pread) X(write) X(close) \
+      X(fsync) X(rename) X(unlink) X(unlinkat) X(mkdir) X(fchmod) X(fchown) X(fdopendir)       \
+          X(readdir) X(dup) X(close_range) X(posix_spawn) X(posix_spawn_file_actions_adddup2)  \
+              X(pthread_create) X(waitid) X(waitpid) X(getrandom) X(getpwuid_r) X(socket)      \
+                  X(connect) X(getsockopt) X(accept4) X(poll) X(ppoll) X(recvmsg) X(sendmsg)   \
+                      X(allocate)
 
 enum class Call : std::uint32_t {
 #define VALUE(name) name,
@@ -212,10 +214,10 @@ Function next(const char* name) {
 }
 
 // The next library's function of this name.
-#define NEXT(name)                                           \
-  ([] {                                                      \
+#define NEXT(name)                                               \
+  ([] {                                                          \
     static const auto function = next<decltype(&::name)>(#name); \
-    return function;                                         \
+    return function;                                             \
   }())
 
 mode_t modeIn(int flags, va_list arguments) {
@@ -280,11 +282,10 @@ int fcntl(int descriptor, int command, ...) {
 }
 
 // A function that fails with -1 or null and errno. The subject and the call in brackets.
-#define INTERCEPT(result, name, parameters, exceptions, subject, arguments)              \
-  result name parameters exceptions {                                                    \
-    return intercept(Call::name, Subject subject, [&]([[maybe_unused]] bool half) {      \
-      return NEXT(name) arguments;                                                       \
-    });                                                                                  \
+#define INTERCEPT(result, name, parameters, exceptions, subject, arguments)             \
+  result name parameters exceptions {                                                   \
+    return intercept(Call::name, Subject subject,                                       \
+                     [&]([[maybe_unused]] bool half) { return NEXT(name) arguments; }); \
   }
 
 INTERCEPT(int, fstat, (int file, struct stat* status), noexcept, {file}, (file, status))
@@ -318,17 +319,16 @@ INTERCEPT(pid_t, waitpid, (pid_t process, int* status, int options), , {},
           (process, status, options))
 INTERCEPT(ssize_t, getrandom, (void* bytes, std::size_t size, unsigned flags), , {},
           (bytes, size, flags))
-INTERCEPT(int, socket, (int domain, int type, int protocol), noexcept, {},
-          (domain, type, protocol))
+INTERCEPT(int, socket, (int domain, int type, int protocol), noexcept, {}, (domain, type, protocol))
 INTERCEPT(int, connect, (int socket, const sockaddr* address, socklen_t size), , {socket},
           (socket, address, size))
 INTERCEPT(int, getsockopt, (int socket, int level, int name, void* value, socklen_t* size),
           noexcept, {socket}, (socket, level, name, value, size))
 INTERCEPT(int, accept4, (int socket, sockaddr* address, socklen_t* size, int flags), , {socket},
           (socket, address, size, flags))
-INTERCEPT(int, poll, (pollfd* entries, nfds_t count, int timeout), , {}, (entries, count, timeout))
+INTERCEPT(int, poll, (pollfd * entries, nfds_t count, int timeout), , {}, (entries, count, timeout))
 INTERCEPT(int, ppoll,
-          (pollfd* entries, nfds_t count, const timespec* timeout, const sigset_t* mask), , {},
+          (pollfd * entries, nfds_t count, const timespec* timeout, const sigset_t* mask), , {},
           (entries, count, timeout, mask))
 
 #undef INTERCEPT
@@ -378,9 +378,8 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
                        [&] { return NEXT(pthread_create)(thread, attributes, body, argument); });
 }
 int getpwuid_r(uid_t user, passwd* record, char* buffer, std::size_t size, passwd** found) {
-  return interceptCode(Call::getpwuid_r, nullptr, [&] {
-    return NEXT(getpwuid_r)(user, record, buffer, size, found);
-  });
+  return interceptCode(Call::getpwuid_r, nullptr,
+                       [&] { return NEXT(getpwuid_r)(user, record, buffer, size, found); });
 }
 
 }  // extern "C"
