@@ -23,8 +23,8 @@ std::filesystem::path temporaryDirectory();
 std::vector<std::string> visibleEntries(const FileDescriptor& directory);
 
 // Creates the folder `path`, and the folders above it that are missing, for their owner alone
-// (0700 whatever the umask). Does nothing to what exists already. The names of the new folders
-// are on disk when it returns. Raises PlatformError, also when something else has the name.
+// (0700 whatever the umask). Does nothing to what exists already. The names of the folders are on
+// disk when it returns. Raises PlatformError, also when something else has the name.
 void createDirectories(const std::filesystem::path& path);
 
 // Creates the folder `path` in the same way, which must not exist. Raises PlatformError.

@@ -50,8 +50,9 @@ class Task {
   // Sends SIGKILL; does nothing once the process has been reaped.
   void kill();
 
-  // The exit status, or the number of the signal that ended the process. Only meaningful once the
-  // process has ended.
+  // The exit status, or the number of the signal that ended the process. When its end could not be
+  // learnt, because it was reaped behind the task's back: -1, as if by an uncaught signal. Only
+  // meaningful once the process has ended.
   int terminationStatus() const;
   TerminationReason terminationReason() const;
 

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <new>
 
 #include "platform/files.h"
 #include "platform/platform_error.h"
@@ -57,11 +58,15 @@ DiagnosticFile::~DiagnosticFile() {
   ::unlink(path_.c_str());
 }
 
-std::string DiagnosticFile::text() const {
-  // What the tool wrote is seen here without a flush, and a flush could take as long as a tool
-  // that writes without end wants it to.
-  const std::optional<std::string> text = decodeUTF8(readBeginning(file_.get()));
-  return text ? trimWhitespaceAndNewlines(*text) : std::string();
+std::string DiagnosticFile::text() const noexcept {
+  try {
+    // What the tool wrote is seen here without a flush, and a flush could take as long as a tool
+    // that writes without end wants it to.
+    const std::optional<std::string> text = decodeUTF8(readBeginning(file_.get()));
+    return text ? trimWhitespaceAndNewlines(*text) : std::string();
+  } catch (const std::bad_alloc&) {
+    return {};
+  }
 }
 
 }  // namespace velmora

@@ -29,7 +29,8 @@ class DiagnosticFile {
 
   // The text of the first `maximumBytes` bytes, trimmed of white space and newlines at both ends.
   // Empty when they cannot be read or are not UTF-8, also because a character is cut at the limit.
-  std::string text() const;
+  // Never raises: a tool's run must not be forgotten because its words cannot be kept.
+  std::string text() const noexcept;
 
  private:
   std::filesystem::path path_;

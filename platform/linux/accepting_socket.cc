@@ -39,7 +39,10 @@ FileDescriptor AcceptingSocket::acceptOnce() {
 FileDescriptor AcceptingSocket::accept() {
   for (;;) {
     pollfd newcomer{listening_.get(), POLLIN, 0};
-    if (::poll(&newcomer, 1, -1) < 0) continue;
+    if (::poll(&newcomer, 1, -1) < 0) {
+      if (errno != EINTR) std::this_thread::sleep_for(pauseWhenExhausted);
+      continue;
+    }
     FileDescriptor connection = acceptOnce();
     if (connection.isOpen()) return connection;
     if (errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == ENOBUFS) refuseNewcomer();

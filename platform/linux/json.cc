@@ -129,6 +129,8 @@ class RecordReader : public Reader {
   JSONRecord record_;
 };
 
+// Only a text or a number is ever made a value of the library's: the destructor of an array or an
+// object allocates, and where there is no memory that ends the process.
 Json encoded(const std::string& text) {
   return text;
 }
@@ -157,6 +159,16 @@ std::string dump(const Json& value) {
   }
 }
 
+// Outside of a text there is no slash.
+std::string escapingSlashes(std::string_view json) {
+  std::string result;
+  for (const char character : json) {
+    if (character == '/') result += '\\';
+    result += character;
+  }
+  return result;
+}
+
 }  // namespace
 
 std::vector<std::string> decodeStringArray(std::string_view json) {
@@ -164,7 +176,12 @@ std::vector<std::string> decodeStringArray(std::string_view json) {
 }
 
 std::string encodeStringArray(const std::vector<std::string>& strings) {
-  return dump(Json(strings));
+  std::string json = "[";
+  for (const std::string& text : strings) {
+    if (json.size() > 1) json += ',';
+    json += dump(encoded(text));
+  }
+  return json + "]";
 }
 
 JSONRecord decodeRecord(std::string_view json) {
@@ -172,17 +189,14 @@ JSONRecord decodeRecord(std::string_view json) {
 }
 
 std::string encodeRecord(const JSONRecord& record) {
-  Json object = Json::object();
+  std::string json = "{";
   for (const auto& [name, value] : record) {
-    object[name] = std::visit([](const auto& content) { return encoded(content); }, value);
+    if (json.size() > 1) json += ',';
+    json += escapingSlashes(dump(encoded(name))) + ":";
+    json += escapingSlashes(
+        dump(std::visit([](const auto& content) { return encoded(content); }, value)));
   }
-  std::string text;
-  // Outside of a text there is no slash to escape.
-  for (const char character : dump(object)) {
-    if (character == '/') text += '\\';
-    text += character;
-  }
-  return text;
+  return json + "}";
 }
 
 }  // namespace velmora

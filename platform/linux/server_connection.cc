@@ -70,10 +70,13 @@ class ServerConnection::ExportedObject : public ExportedInterface {
       : ExportedInterface(*connection.object_), connection_(connection) {}
 
   // A filter runs before everything else that answers, introspection included.
-  static int filter(sd_bus_message* /*message*/, void* userdata, sd_bus_error* /*error*/) noexcept {
+  static int filter(sd_bus_message* message, void* userdata, sd_bus_error* /*error*/) noexcept {
     auto& self = *static_cast<ExportedObject*>(userdata);
     try {
-      if (!self.isBroken() && self.connection_.peerIsAdmitted()) return 0;
+      // The bus's own word that the connection has ended comes after the socket is closed, when
+      // its number may already be another client's.
+      const bool isOpen = ::sd_bus_is_open(::sd_bus_message_get_bus(message)) > 0;
+      if (isOpen && !self.isBroken() && self.connection_.peerIsAdmitted()) return 0;
     } catch (...) {
       // Out of descriptors or memory: a peer that cannot be checked is not served.
     }

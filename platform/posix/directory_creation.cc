@@ -13,7 +13,9 @@ constexpr mode_t ownerOnly = S_IRWXU;
 
 bool isDirectory(const std::filesystem::path& path) {
   struct stat status {};
-  return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+  if (::stat(path.c_str(), &status) == 0) return S_ISDIR(status.st_mode);
+  if (errno != ENOENT) throw PlatformError("examine", path, errno);
+  return false;
 }
 
 }  // namespace
@@ -33,7 +35,13 @@ void createDirectories(const std::filesystem::path& path) {
   std::filesystem::path current;
   for (const std::filesystem::path& component : path) {
     current /= component;
-    if (!isDirectory(current)) createDirectory(current);
+    if (!isDirectory(current)) {
+      createDirectory(current);
+    } else if (current.parent_path().has_relative_path()) {
+      // It may be the work of a helper that was killed before the name was on disk. What lies in
+      // the root folder itself is the system's.
+      synchronizeDirectory(current.parent_path());
+    }
   }
 }
 

@@ -9,6 +9,7 @@
 #include <condition_variable>
 #include <csignal>
 #include <mutex>
+#include <optional>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -57,7 +58,8 @@ class Task::Process {
     return running_;
   }
 
-  int waitStatus() {
+  // Nothing when the end of the process could not be learnt.
+  std::optional<int> waitStatus() {
     const std::lock_guard lock(mutex_);
     return waitStatus_;
   }
@@ -78,8 +80,12 @@ class Task::Process {
 
   void reap(pid_t pid) {
     const std::lock_guard lock(mutex_);
-    while (::waitpid(pid, &waitStatus_, 0) < 0 && errno == EINTR) {
-    }
+    int status = 0;
+    pid_t reaped = 0;
+    do {
+      reaped = ::waitpid(pid, &status, 0);
+    } while (reaped < 0 && errno == EINTR);
+    if (reaped == pid) waitStatus_ = status;
     running_ = false;
   }
 
@@ -89,7 +95,7 @@ class Task::Process {
   bool decided_ = false;
   bool running_ = false;
   pid_t pid_ = 0;
-  int waitStatus_ = 0;
+  std::optional<int> waitStatus_;
 };
 
 namespace {
@@ -170,13 +176,16 @@ void Task::kill() {
 }
 
 int Task::terminationStatus() const {
-  const int status = process_->waitStatus();
-  return WIFSIGNALED(status) ? WTERMSIG(status) : WEXITSTATUS(status);
+  const std::optional<int> status = process_->waitStatus();
+  if (!status) return -1;
+  return WIFSIGNALED(*status) ? WTERMSIG(*status) : WEXITSTATUS(*status);
 }
 
 Task::TerminationReason Task::terminationReason() const {
-  return WIFSIGNALED(process_->waitStatus()) ? TerminationReason::uncaughtSignal
-                                             : TerminationReason::exit;
+  const std::optional<int> status = process_->waitStatus();
+  // An end that nobody saw must not count as a success.
+  return !status || WIFSIGNALED(*status) ? TerminationReason::uncaughtSignal
+                                         : TerminationReason::exit;
 }
 
 }  // namespace velmora

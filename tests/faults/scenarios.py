@@ -1,0 +1,289 @@
+"""What is under attack: requests, how each is made ready, and what must hold after it.
+
+Whatever goes wrong, each item is in its folder or wholly in the archive, the one reply is true,
+and the next request is served.
+"""
+
+import errno
+import json
+import os
+import re
+import shutil
+import struct
+import time
+import unittest
+from collections import Counter
+from pathlib import Path
+
+from attacker import AttackedHelper, ERRORS, FAIL, FULL, KILL, SCARCE, SHORT, SHORTEN, Fault, failing
+from removal_test import ARCHIVE, CHANGED, FOLDERS, UNSAFE, Item
+from stage_support import CONTROL as TOOL_CONTROL
+
+CALLS = Path("/stage/calls.log")
+SAMPLES = 40  # of what there is more of than that, in the bounded form
+DRIFT = 4     # of the number of an allocation: a new thread may find its stack ready, or not
+
+
+class SweepTestCase(unittest.TestCase):
+    def setUp(self):
+        for folder in FOLDERS.values():
+            for file in folder.glob("*.plist"):
+                file.unlink()
+        self.helper = AttackedHelper()
+        self.addCleanup(self.helper.stop)
+
+    def sweep(self, scenario, faults, examine=None):
+        """The request once with each of the faults."""
+        began = time.monotonic()
+        for _ in range(2):  # what is made once for the process is made by the first
+            attack = self.helper.attack(scenario)
+            self.assertEqual(attack.problems, [])
+        scenario.learn(attack.allocations, attack.records)
+        points, beyond, found = Counter(), 0, []
+        for fault in faults():
+            attack = self.helper.attack(scenario, fault)
+            points[fault.calls[0]] += attack.fired > 0
+            beyond += attack.ended_before(fault)
+            if not attack.fired and not attack.ended_before(fault):
+                attack.problems.append("did not strike")
+            if examine:
+                attack.problems += examine(scenario, attack, fault)
+            found += [f"{fault}: {problem}" for problem in attack.problems]
+        calls = ", ".join(f"{count} {call}" for call, count in sorted(points.items()))
+        print(f"{type(scenario).__name__}: {points.total()} faults in "
+              f"{time.monotonic() - began:.0f} s, {beyond} more lay beyond the end: {calls}",
+              flush=True)
+        self.assertFalse(found, "\n".join(["", *found]))
+
+
+def removal(client, keys):
+    data = json.dumps(keys).encode()
+    ok, response, text = client.call("removeLegacyBackgroundItems", signature="ay",
+                                     body=struct.pack("<I", len(data)) + data)
+    return ok, json.loads(response) if response else [], text
+
+
+class Attacked:
+    """One request of alice's."""
+
+    from_the_knock = False
+    first_step = None  # the call with which the work itself begins
+    messages = []      # what the reply may say of a failure, beside the system's own reason
+
+    def prepare(self):
+        CALLS.write_bytes(b"")
+
+    def learn(self, allocations, records):
+        """From a run without a fault."""
+        self.allocations, self.records = allocations, records
+        calls = [record.call for record in records]
+        self.counts = Counter(calls)
+        self.begins = calls.index(self.first_step)
+        self.ends = len(calls) - 1 - calls[::-1].index("sendmsg")
+
+    def position(self, fault):
+        """The number of calls before the fault, as nearly as that can be said of allocations."""
+        if "allocate" in fault.calls:
+            return sum(record.allocations < fault.ordinal for record in self.records)
+        places = [at for at, record in enumerate(self.records) if record.call in fault.calls]
+        return places[fault.ordinal - 1]
+
+    def faults(self):
+        for call, count in sorted(self.counts.items()):
+            for ordinal in self.some(count):
+                for error in ERRORS[call] if FULL else ERRORS[call][:1]:
+                    yield failing(call, ordinal, error)
+                if call in SHORT:
+                    yield Fault((call,), ordinal, SHORTEN, None, False)
+        for calls, error in SCARCE:
+            for ordinal in self.some(sum(self.counts[call] for call in calls)):
+                yield Fault(calls, ordinal, FAIL, error, True)
+        for lasting in (False, True):
+            for ordinal in self.some(self.allocations):
+                yield Fault(("allocate",), ordinal, FAIL, "ENOMEM", lasting)
+
+    def kills(self):
+        """Before each call in turn; in the bounded form, before every fourth."""
+        seen = Counter()
+        for at, record in enumerate(self.records):
+            seen[record.call] += 1
+            if FULL or at % 4 == 0:
+                yield Fault((record.call,), seen[record.call], KILL, None, False)
+
+    def is_left(self):
+        return True
+
+    def is_as_ever(self, reply):
+        return reply[0]
+
+    @staticmethod
+    def some(count):
+        return range(1, count + 1, 1 if FULL else max(1, count // SAMPLES))
+
+    def may_end_unanswered(self, fault):
+        """For want of memory for the reply, or because the message or the reply cannot pass."""
+        if fault.action == KILL:
+            return True
+        if "allocate" in fault.calls:
+            first, last = (self.position(fault._replace(ordinal=fault.ordinal + drift))
+                           for drift in (-DRIFT, DRIFT))
+            return fault.lasting or not self.begins < first <= last < self.ends
+        return not self.begins <= self.position(fault) < self.ends and \
+            fault.calls[0] in ("recvmsg", "sendmsg", "ppoll", "poll", "getsockopt")
+
+    def problems(self, reply, fault):
+        """What is wrong after the request that `fault` has hit; `reply` is None for none."""
+        if reply is None:
+            if not self.may_end_unanswered(fault):
+                yield "no reply"
+        elif reply[0] and not self.is_done() or not reply[0] and not self.is_true(reply[-1], fault):
+            yield f"untrue: {reply}"
+
+    def is_true(self, text, fault):
+        reason = re.escape(os.strerror(getattr(errno, fault.error or "EIO")))
+        forms = [f"Could not [a-z]+ .+: {reason}\\.",
+                 "The maintenance helper could not create a secure diagnostic file\\."]
+        if fault.error == "ENOMEM":
+            forms += ["Out of memory\\."]
+        if fault.error == "ECHILD":
+            forms += ["\\w+ exited with status -1"]
+        return any(re.fullmatch(form, text) for form in forms + self.messages)
+
+
+class Operation(Attacked):
+    first_step = "getrandom"
+
+    def request(self, client):
+        return client.call("flushDNSCacheWithReply")
+
+    def is_done(self):
+        return CALLS.read_text() == ("/usr/bin/dscacheutil -flushcache\n"
+                                     "/usr/bin/killall -HUP mDNSResponder\n")
+
+
+class Removal(Attacked):
+    """A user's agent that is loaded, a shared one that is not, and a daemon."""
+
+    first_step = "getpwuid_r"
+
+    def prepare(self):
+        super().prepare()
+        shutil.rmtree(ARCHIVE.parent, ignore_errors=True)
+        self.items = self.make_items()
+        self.loaded = [item for item in self.items if item.job.exists()]
+        (TOOL_CONTROL / "launchctl.bootout").unlink(missing_ok=True)
+        # The stage's own way, which reads the file with Python, takes too long.
+        (TOOL_CONTROL / "launchctl.bootstrap").write_text(
+            f"run=touch '{self.loaded[0].job}'\nexit=0\n")
+        labels = "|".join(re.escape(item.label) for item in self.items)
+        folders = "|".join(map(str, FOLDERS.values()))
+        self.messages = [
+            CHANGED.format(f"({labels})"), UNSAFE.format(f"({folders})"),
+            f"The background item ({labels}) is no longer present in an allowed launchd folder.",
+            f"The background item ({labels}) could not be removed: [A-Z][a-z ]+.",
+            "The signed-in user\u2019s home directory could not be resolved safely."]
+
+    def make_items(self):
+        return [Item("attacked.agent"), Item("attacked.shared", "sharedAgent", loaded=False),
+                Item("attacked.daemon", "systemDaemon")]
+
+    def request(self, client):
+        keys = [item.key for item in self.items if self.stays(item)]
+        ok, removed, text = removal(client, keys)
+        return (ok and removed == keys, text) if ok else (ok, text)
+
+    def is_done(self):
+        return not any(item.path.exists() for item in self.items)
+
+    def is_left(self):
+        return any(self.stays(item) for item in self.items)
+
+    def stays(self, item):
+        return item.is_in_place()
+
+    def problems(self, reply, fault):
+        yield from super().problems(reply, fault)
+        undisturbed = fault.action != KILL and "unlink" not in fault.calls
+        for item in self.items:
+            copies = whole_copies(item)
+            if not self.stays(item) and (item.path.exists() or copies < 1):
+                yield f"lost: {item.key}"
+            if undisturbed and self.stays(item) and copies > 0:
+                yield f"kept in the archive: {item.key}"
+            if self.stays(item) and item in self.loaded and not item.job.exists() and \
+                    not self.may_stay_stopped(fault):
+                yield f"not loaded again: {item.key}"
+        entries = [path.name for path in ARCHIVE.glob("*/*")]
+        gone = sum(not self.stays(item) for item in self.items)
+        if undisturbed and len(entries) != 2 * gone:
+            yield f"left in the archive: {entries}"
+
+    def may_stay_stopped(self, fault):
+        return fault.action == KILL or fault.lasting or fault.error == "ECHILD"
+
+
+class UndoneRemoval(Removal):
+    """An agent that is found changed once it has been stopped and archived."""
+
+    def prepare(self):
+        super().prepare()
+        item, = self.items
+        (TOOL_CONTROL / "launchctl.bootout").write_text(f"run=echo >>'{item.path}'\n")
+
+    def make_items(self):
+        return [Item("attacked.agent")]
+
+    def learn(self, allocations, records):
+        super().learn(allocations, records)
+        archive = [at for at, record in enumerate(records)
+                   if ARCHIVE.name in record.subject and record.call != "close"]
+        self.archived = max(at for at in archive if records[at].call == "fsync")
+        self.undo = max(at for at in archive if records[at].call == "unlink")
+
+    def faults(self):
+        return (fault for fault in super().faults() if self.position(fault) >= self.archived)
+
+    def kills(self):
+        return (fault for fault in super().kills() if self.position(fault) >= self.archived)
+
+    def is_left(self):
+        item, = self.items
+        item.data = item.path.read_bytes()
+        return True
+
+    def is_as_ever(self, reply):
+        """Where the job was no longer loaded, nothing changes the file this time."""
+        return reply in ((True, ""), (False, CHANGED.format(self.items[0].label)))
+
+    def stays(self, item):
+        return item.path.is_file() and item.path.read_bytes().rstrip(b"\n") == \
+            item.data.rstrip(b"\n")
+
+    def may_stay_stopped(self, fault):
+        return super().may_stay_stopped(fault) or self.position(fault) > self.undo
+
+
+class Admission(Attacked):
+    """A connection, from the knock on: refused or served."""
+
+    from_the_knock = True
+    first_step = "accept4"
+
+    def request(self, helper):
+        with helper.connect() as client:
+            return client.version()
+
+    def problems(self, reply, fault):
+        if reply not in (None, ("3",)):
+            yield f"replied {reply}"
+
+
+def whole_copies(item):
+    """The entries of `item` in the archive with all its bytes and a readable record."""
+    count = 0
+    for record in ARCHIVE.glob("*/*.json"):
+        copy = record.with_suffix(".plist")
+        metadata = json.loads(record.read_text())
+        count += metadata["token"] == item.key and metadata["originalPath"] == str(item.path) and \
+            copy.is_file() and copy.read_bytes() == item.data
+    return count
