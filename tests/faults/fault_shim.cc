@@ -6,6 +6,7 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <pthread.h>
 #include <pwd.h>
 #include <spawn.h>
@@ -17,7 +18,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -28,28 +28,29 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-
-#include <poll.h>
+#include <type_traits>
 
 // The C library's own, which need no look-up: a look-up may allocate.
+// NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* block, std::size_t size);
 void* __libc_memalign(std::size_t alignment, std::size_t size);
 }
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace {
 
 // "create" is an open that may make a file, and "dup" is fcntl's.
+// clang-format off
 #define CALLS(X)                                                                               \
-  X(open)                                                                                      \
-  X(create) X(openat) X(fstat) X(stat) X(lstat) X(readlink) X(read) X(pread) X(write) X(close) \
-      X(fsync) X(rename) X(unlink) X(unlinkat) X(mkdir) X(fchmod) X(fchown) X(fdopendir)       \
-          X(readdir) X(dup) X(close_range) X(posix_spawn) X(posix_spawn_file_actions_adddup2)  \
-              X(pthread_create) X(waitid) X(waitpid) X(getrandom) X(getpwuid_r) X(socket)      \
-                  X(connect) X(getsockopt) X(accept4) X(poll) X(ppoll) X(recvmsg) X(sendmsg)   \
-                      X(allocate)
+  X(open) X(create) X(openat) X(fstat) X(stat) X(lstat) X(readlink) X(read) X(pread) X(write)  \
+  X(close) X(fsync) X(rename) X(unlink) X(unlinkat) X(mkdir) X(fchmod) X(fchown) X(fdopendir)  \
+  X(readdir) X(dup) X(close_range) X(posix_spawn) X(posix_spawn_file_actions_adddup2)          \
+  X(pthread_create) X(waitid) X(waitpid) X(getrandom) X(getpwuid_r) X(socket) X(connect)       \
+  X(getsockopt) X(accept4) X(poll) X(ppoll) X(recvmsg) X(sendmsg) X(allocate)
+// clang-format on
 
 enum class Call : std::uint32_t {
 #define VALUE(name) name,
@@ -91,7 +92,8 @@ static_assert(offsetof(Control, records) == 1088 && sizeof(Record) == 256);
 
 Control* control = nullptr;
 
-// The tools that the helper starts must not be met by this.
+// The tools that the helper starts must not be met by this. There is one thread only.
+// NOLINTBEGIN(concurrency-mt-unsafe)
 __attribute__((constructor)) void start() {
   const char* path = std::getenv("FAULT_SHIM_CONTROL");
   if (path == nullptr) return;
@@ -105,6 +107,7 @@ __attribute__((constructor)) void start() {
   control = static_cast<Control*>(memory);
   std::strncpy(control->names.data(), callNames, control->names.size() - 1);
 }
+// NOLINTEND(concurrency-mt-unsafe)
 
 bool isArmed() {
   return control != nullptr && control->armed != 0;
@@ -281,6 +284,7 @@ int fcntl(int descriptor, int command, ...) {
   return command == F_DUPFD_CLOEXEC ? intercept(Call::dup, {descriptor}, real) : real(false);
 }
 
+// NOLINTBEGIN(bugprone-macro-parentheses): these are no expressions.
 // A function that fails with -1 or null and errno. The subject and the call in brackets.
 #define INTERCEPT(result, name, parameters, exceptions, subject, arguments)             \
   result name parameters exceptions {                                                   \
@@ -332,6 +336,7 @@ INTERCEPT(int, ppoll,
           (entries, count, timeout, mask))
 
 #undef INTERCEPT
+// NOLINTEND(bugprone-macro-parentheses)
 
 // The end of a folder is no failure.
 dirent* readdir(DIR* stream) {

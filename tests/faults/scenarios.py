@@ -141,7 +141,7 @@ class Attacked:
 
     def is_true(self, text, fault):
         reason = re.escape(os.strerror(getattr(errno, fault.error or "EIO")))
-        forms = [f"Could not [a-z]+ .+: {reason}\\.",
+        forms = [f"(Could not [a-z]+ .+|The background item \\S+ could not be removed): {reason}\\.",
                  "The maintenance helper could not create a secure diagnostic file\\."]
         if fault.error == "ENOMEM":
             forms += ["Out of memory\\."]
@@ -174,13 +174,13 @@ class Removal(Attacked):
         (TOOL_CONTROL / "launchctl.bootout").unlink(missing_ok=True)
         # The stage's own way, which reads the file with Python, takes too long.
         (TOOL_CONTROL / "launchctl.bootstrap").write_text(
-            f"run=touch '{self.loaded[0].job}'\nexit=0\n")
+            "".join(f"run=[ ! -e '{item.path}' ] || touch '{item.job}'\n"
+                    for item in self.loaded) + "exit=0\n")
         labels = "|".join(re.escape(item.label) for item in self.items)
         folders = "|".join(map(str, FOLDERS.values()))
         self.messages = [
             CHANGED.format(f"({labels})"), UNSAFE.format(f"({folders})"),
             f"The background item ({labels}) is no longer present in an allowed launchd folder.",
-            f"The background item ({labels}) could not be removed: [A-Z][a-z ]+.",
             "The signed-in user\u2019s home directory could not be resolved safely."]
 
     def make_items(self):
