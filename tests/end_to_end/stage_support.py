@@ -270,6 +270,11 @@ class StageTestCase(unittest.TestCase):
         """Exactly these lines are new in the helper's log."""
         self.assertEqual(self.new_log(), [f"{SERVICE} {text}" for text in texts])
 
+    def connect(self, *arguments, **options):
+        client = Client(*arguments, **options)
+        self.addCleanup(client.socket.close)
+        return client
+
     def assert_served(self, user="bob"):
         with Client(user) as client:
             self.assertEqual(client.version(), ("3",))

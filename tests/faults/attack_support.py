@@ -11,7 +11,7 @@ import sys
 import traceback
 from pathlib import Path
 
-from stage_support import (HELPER, Client, StageTestCase, eventually, free_memory, main,
+from stage_support import (HELPER, StageTestCase, eventually, free_memory, main,
                            resident_bytes)
 
 SANITIZED = b"__asan_init" in (program := Path(HELPER).read_bytes()) or b"__tsan_init" in program
@@ -64,11 +64,6 @@ class AttackTestCase(StageTestCase):
         tell(f"  {self._testMethodName}: {growth >> 10} KiB more resident")
         if not SANITIZED:
             self.assertLess(growth, RESIDENT_GROWTH)
-
-    def connect(self, *arguments, **options):
-        client = Client(*arguments, **options)
-        self.addCleanup(client.socket.close)
-        return client
 
     def assert_served_again(self, user):
         def is_served():

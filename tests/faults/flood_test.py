@@ -9,15 +9,30 @@ import time
 import unittest
 from pathlib import Path
 
-from attack_support import (DONE, SANITIZED, AttackTestCase, main, process, tell, times)
+from attack_support import (DONE, RESIDENT_GROWTH, SANITIZED, AttackTestCase, main, process, tell,
+                            times)
 from stage_support import (USERS, Client, eventually, free_memory, message, removal_request,
-                           threads)
+                           resident_bytes, threads)
 
 CONNECTIONS_PER_USER, CONNECTIONS = 128, 512
 AUTHENTICATION_SECONDS = 10
 VERSION_CALL = message("protocolVersionWithReply")
 REMOVAL_CALL = message(**removal_request("userAgent|org.example.absent", "sharedAgent|absent"))
 USERS.update({f"user{number}": number for number in range(601, 606)})
+
+
+def mutated(chance, data):
+    """One to four bytes changed, or a piece of it left out, doubled or moved."""
+    data = bytearray(data)
+    if chance.random() < 0.7:
+        for _ in range(chance.randint(1, 4)):
+            data[chance.randrange(len(data))] = chance.choice((0, 1, 127, 255, chance.randrange(256)))
+        return bytes(data)
+    begin, end = sorted(chance.choices(range(len(data)), k=2))
+    piece = data[begin:end]
+    del data[begin:end]
+    at = chance.randrange(len(data) + 1)
+    return bytes(data[:at] + piece * chance.randint(0, 2) + data[at:])
 
 
 class Connections(AttackTestCase):
@@ -106,26 +121,12 @@ class Connections(AttackTestCase):
 
 
 class Mutations(AttackTestCase):
-    def mutated(self, chance, data):
-        """One to four bytes changed, or a piece of it left out, doubled or moved."""
-        data = bytearray(data)
-        if chance.random() < 0.7:
-            for _ in range(chance.randint(1, 4)):
-                data[chance.randrange(len(data))] = chance.choice((0, 1, 127, 255,
-                                                                   chance.randrange(256)))
-            return bytes(data)
-        begin, end = sorted(chance.choices(range(len(data)), k=2))
-        piece = data[begin:end]
-        del data[begin:end]
-        at = chance.randrange(len(data) + 1)
-        return bytes(data[:at] + piece * chance.randint(0, 2) + data[at:])
-
     def test_mutated_messages_hurt_nobody(self):
         chance = random.Random(20)
         bystander = self.connect("bob")
         for number in range(times(300, 10000)):
             with Client("alice") as client, contextlib.suppress(ConnectionError):
-                client.send(self.mutated(chance, REMOVAL_CALL if number % 2 else VERSION_CALL))
+                client.send(mutated(chance, REMOVAL_CALL if number % 2 else VERSION_CALL))
                 client.send(VERSION_CALL)
             if number % 50 == 0:
                 self.assertEqual(bystander.version(), ("3",))
@@ -139,7 +140,7 @@ class Mutations(AttackTestCase):
         calls = 0
         with self.connect("alice") as client:
             for number in range(times(2000, 20000)):
-                ok, _, text = client.remove(data=self.mutated(chance, bodies[number % 2]))
+                ok, _, text = client.remove(data=mutated(chance, bodies[number % 2]))
                 self.assertEqual((ok, bool(text)), (False, True))
                 calls += 1
             self.assertEqual(client.version(), ("3",))
@@ -148,9 +149,19 @@ class Mutations(AttackTestCase):
 
 
 class Exhaustion(AttackTestCase):
+    def test_large_requests_leave_no_memory_with_idle_clients(self):
+        clients = [self.connect("alice") for _ in range(times(12, 40))]
+        for number, client in enumerate(clients):  # of which each fits where the last one was
+            ok, _, text = client.remove(data=b"x" * ((times(8, 30) << 20) - (number << 12)))
+            self.assertEqual((ok, bool(text)), (False, True))
+        growth = resident_bytes(self.helper) - self.resident
+        tell(f"  {growth >> 10} KiB more resident with {len(clients)} idle clients")
+        self.assertLess(growth, RESIDENT_GROWTH)
+        self.new_log()
+
     @contextlib.contextmanager
     def control_group(self):
-        """A control group for the helper's threads and children alone; skips where there is none."""
+        """A control group for the helper and its children alone; skips where there is none."""
         hierarchy = Path("/stage/pids")
         hierarchy.mkdir()
         if os.system(f"mount -t cgroup -o pids pids {hierarchy} 2>/dev/null") != 0 and \

@@ -27,8 +27,8 @@ OUTSIDE = Path("/stage/outside")
 ARCHIVE = Path("/Library/Application Support/Velmora/Background Item Backups")
 SECONDS = 22 + 4  # what a request may take
 EXCHANGE, NO_REPLACE = 2, 1
-ANSWERS = ("The background item org.example.race is no longer present in an allowed launchd folder.",
-           "The background item org.example.race changed during removal, so Velmora stopped safely.",
+ANSWERS = (f"The background item {LABEL} is no longer present in an allowed launchd folder.",
+           f"The background item {LABEL} changed during removal, so Velmora stopped safely.",
            "/Users/alice/Library/LaunchAgents contains a symbolic link or is unavailable, so "
            "Velmora stopped safely.")
 rename = ctypes.CDLL(None, use_errno=True).renameat2
@@ -199,9 +199,9 @@ class Race(AttackTestCase):
         gone -= Counter(path.read_bytes() for path in files_of_attacker())
         archived = Counter(path.read_bytes() for path in ARCHIVE.glob("*/*.plist"))
         missed = (gone - archived).total()
-        tell(f"  {exchanges} exchanges, {answers.total() + removed} requests (longest {longest:.2f} "
-             f"s), {removed} removed, {missed} of them in the window between comparison and unlink;"
-             f" refused: {[answers[text] for text in ANSWERS]}")
+        tell(f"  {exchanges} exchanges; {answers.total() + removed} requests, {longest:.2f} s the "
+             f"longest; {removed} removed, {missed} of them in the window between comparison and "
+             f"unlink; {[answers[text] for text in ANSWERS]} missing, changed, unsafe")
         self.assertGreater(removed, 0)
         self.assertEqual(gone.total(), removed, "a refused request deletes nothing")
         self.assertEqual((archived - gone).total(), missed, "each archived file is gone")
