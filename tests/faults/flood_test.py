@@ -26,7 +26,8 @@ def mutated(chance, data):
     data = bytearray(data)
     if chance.random() < 0.7:
         for _ in range(chance.randint(1, 4)):
-            data[chance.randrange(len(data))] = chance.choice((0, 1, 127, 255, chance.randrange(256)))
+            byte = chance.choice((0, 1, 127, 255, chance.randrange(256)))
+            data[chance.randrange(len(data))] = byte
         return bytes(data)
     begin, end = sorted(chance.choices(range(len(data)), k=2))
     piece = data[begin:end]

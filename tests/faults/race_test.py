@@ -30,7 +30,8 @@ EXCHANGE, NO_REPLACE = 2, 1
 ANSWERS = (f"The background item {LABEL} is no longer present in an allowed launchd folder.",
            f"The background item {LABEL} changed during removal, so Velmora stopped safely.",
            "/Users/alice/Library/LaunchAgents contains a symbolic link or is unavailable, so "
-           "Velmora stopped safely.")
+           "Velmora stopped safely.",
+           f"The background item {LABEL} could not be removed: Is a directory.")
 rename = ctypes.CDLL(None, use_errno=True).renameat2
 
 
@@ -93,19 +94,20 @@ class Attacker:
         """A microsecond or more, each order of magnitude as often."""
         seconds = math.exp(self.chance.uniform(math.log(1e-6), math.log(longest)))
         end = time.perf_counter() + seconds
-        if seconds > 1e-4:
-            time.sleep(seconds)
-        while time.perf_counter() < end:
-            pass
+        while (left := end - time.perf_counter()) > 0:
+            if left > 1e-4:
+                time.sleep(min(left, 1e-3))
+                self.refill()
 
     def run(self, exchanges):
         """There and back, and away for a shorter time, so that some removals succeed."""
         while self.exchanges < exchanges:
             folder, *names = self.chance.choice(self.pairs)
             for longest in (5e-3, 5e-2):
-                rename(folder, names[0].encode(), folder, names[1].encode(), EXCHANGE)
+                # When the helper has just deleted one of the two, the other would stay where it is.
+                while rename(folder, names[0].encode(), folder, names[1].encode(), EXCHANGE) != 0:
+                    self.refill()
                 self.exchanges += 1
-                self.refill()
                 self.pause(longest)
 
     def run_without_pause(self, exchanges):
@@ -148,7 +150,10 @@ def clear():
     for path in files_of_attacker():
         path.unlink()
     for path in sorted(USERS_FOLDER.rglob(".*.[0-9]"), reverse=True):
-        shutil.rmtree(path) if path.is_dir() and not path.is_symlink() else path.unlink()
+        if path.is_dir() and not path.is_symlink():
+            shutil.rmtree(path)
+        else:
+            path.unlink()
     for path in (OUTSIDE, ARCHIVE):
         shutil.rmtree(path, ignore_errors=True)
 
@@ -201,7 +206,7 @@ class Race(AttackTestCase):
         missed = (gone - archived).total()
         tell(f"  {exchanges} exchanges; {answers.total() + removed} requests, {longest:.2f} s the "
              f"longest; {removed} removed, {missed} of them in the window between comparison and "
-             f"unlink; {[answers[text] for text in ANSWERS]} missing, changed, unsafe")
+             f"unlink; {[answers[text] for text in ANSWERS]} missing, changed, unsafe, folders")
         self.assertGreater(removed, 0)
         self.assertEqual(gone.total(), removed, "a refused request deletes nothing")
         self.assertEqual((archived - gone).total(), missed, "each archived file is gone")
