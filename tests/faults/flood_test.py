@@ -205,9 +205,9 @@ class Exhaustion(AttackTestCase):
         self.assert_served("alice")
         self.new_log()
 
-    def address_space(self):
+    def data_bytes(self):
         status = Path(f"/proc/{self.helper}/status").read_text()
-        return int(status.split("VmSize:")[1].split()[0]) * 1024
+        return int(status.split("VmData:")[1].split()[0]) * 1024
 
     def strain(self, bystander, chance):
         """Newcomers, operations and large requests; what came of them."""
@@ -224,7 +224,7 @@ class Exhaustion(AttackTestCase):
         for _ in range(20):
             attempt("newcomer", lambda: newcomers.append(self.connect("alice")))
         attempt("bystander", bystander.version)
-        for client in newcomers[:8]:
+        for client in [*newcomers[:8], bystander]:
             attempt("operation", lambda: client.call("freeMemoryWithReply"))
             size = chance.choice((1000, 100_000, 3_000_000, 30_000_000))
             attempt("removal", lambda: client.remove(data=b'["' + b"a" * size + b'"]'))
@@ -235,11 +235,12 @@ class Exhaustion(AttackTestCase):
     @unittest.skipIf(SANITIZED, "a sanitizer ends the process that runs out")
     def test_helper_out_of_memory_ends_connections_and_recovers(self):
         chance = random.Random(22)
-        for spare in (0, 100_000, 1 << 20, 5 << 20, 9 << 20, 20 << 20, 50 << 20) * times(1, 5):
+        sizes = [int(1000 * 1.3 ** step) for step in range(times(0, 45))]
+        for spare in (0, 100_000, 1 << 20, 9 << 20, 20 << 20, 50 << 20, *sizes):
             with self.subTest(spare=spare):
                 bystander = self.connect("bob")
                 self.assertEqual(bystander.version(), ("3",))
-                with self.limited(resource.RLIMIT_AS, self.address_space() + spare):
+                with self.limited(resource.RLIMIT_DATA, self.data_bytes() + spare):
                     outcomes = self.strain(bystander, chance)
                 tell(f"  {spare >> 10} KiB to spare: {outcomes}")
                 self.assert_served_again("alice")
