@@ -2,101 +2,85 @@
 
 #include <getopt.h>
 
-#include <algorithm>
 #include <array>
 #include <string_view>
 
-#include "client/duration.h"
+#include "client/item_argument.h"
+#include "client/printable_text.h"
 
 namespace velmora {
 namespace {
 
-struct Command {
-  std::string_view name;
-  std::string_view summary;
-  const MaintenanceOperation* operation;  // null for the version
+// The arguments sorted into options and the rest, before it is known what they belong to.
+struct Arguments {
+  bool help = false;
+  bool json = false;
+  bool yes = false;
+  bool unknownOption = false;
+  std::vector<std::string_view> operands = {};
 };
 
-constexpr std::array commands = {
-    Command{"version", "print the helper's protocol version", nullptr},
-    Command{"flush-dns-cache", "flush the DNS cache", &DNSCacheFlush},
-    Command{"rebuild-spotlight-index", "erase and rebuild the Spotlight index of the root volume",
-            &SpotlightIndexRebuild},
-    Command{"repair-user-permissions", "reset the permissions of your home folder",
-            &UserPermissionRepair},
-    Command{"thin-local-snapshots", "thin the local Time Machine snapshots", &SnapshotThinning},
-    Command{"free-memory", "purge the disk cache and inactive memory", &MemoryPurge},
-};
-
-CommandLine complaint(std::string text) {
-  return {.action = CommandLine::Action::complain, .complaint = std::move(text)};
-}
-
-CommandLine parseCommand(std::string_view name) {
-  const auto* command = std::ranges::find(commands, name, &Command::name);
-  if (command == commands.end()) return complaint("there is no command " + std::string(name));
-  if (command->operation == nullptr) return {.action = CommandLine::Action::showVersion};
-  return {.action = CommandLine::Action::performOperation, .operation = command->operation};
-}
-
-std::string commandList() {
-  std::string list;
-  for (const Command& command : commands) {
-    list += "  " + std::string(command.name) + std::string(25 - command.name.size(), ' ') +
-            std::string(command.summary);
-    if (command.operation != nullptr) {
-      list += " (at most " + durationText(command.operation->budgetSeconds) + ")";
-    }
-    list += "\n";
+Arguments sortArguments(int argumentCount, char** arguments) {
+  constexpr int operand = 1;
+  constexpr int json = 2;
+  const std::array options = {
+      option{"help", no_argument, nullptr, 'h'}, option{"json", no_argument, nullptr, json},
+      option{"yes", no_argument, nullptr, 'y'}, option{nullptr, 0, nullptr, 0}};
+  Arguments sorted;
+  for (;;) {
+    // The minus hands over everything in order, whatever POSIXLY_CORRECT says.
+    // Before any other thread exists.  NOLINTNEXTLINE(concurrency-mt-unsafe)
+    const int found = ::getopt_long(argumentCount, arguments, "-hy", options.data(), nullptr);
+    if (found == -1) break;
+    sorted.help |= found == 'h';
+    sorted.json |= found == json;
+    sorted.yes |= found == 'y';
+    sorted.unknownOption |= found == '?';
+    if (found == operand) sorted.operands.emplace_back(optarg);
   }
-  return list;
+  for (int i = optind; i < argumentCount; ++i) sorted.operands.emplace_back(arguments[i]);
+  return sorted;
+}
+
+// What is wrong with what follows `command`'s name; empty when nothing is.
+std::string complaintAbout(const Command& command, const Arguments& arguments) {
+  const std::string name(command.name);
+  if (arguments.json && !command.takesJSON()) return name + " has no option --json";
+  if (arguments.yes && !command.takesYes()) return name + " has no option --yes";
+  if (command.takesItems() && arguments.operands.size() < 2) return name + ": which items?";
+  if (!command.takesItems() && arguments.operands.size() > 1) return name + " takes no arguments";
+  return "";
+}
+
+CommandLine wrong(const Command* command, std::string complaint) {
+  return {.command = command, .isWrong = true, .complaint = std::move(complaint)};
 }
 
 }  // namespace
 
 CommandLine parseCommandLine(int argumentCount, char** arguments) {
-  const std::array options = {option{"help", no_argument, nullptr, 'h'},
-                              option{nullptr, 0, nullptr, 0}};
-  for (;;) {
-    // Before any other thread exists.  NOLINTNEXTLINE(concurrency-mt-unsafe)
-    const int found = ::getopt_long(argumentCount, arguments, "+h", options.data(), nullptr);
-    if (found == -1) break;
-    if (found == 'h') return {.action = CommandLine::Action::showHelp};
-    return complaint("");
+  const Arguments sorted = sortArguments(argumentCount, arguments);
+  const std::string_view name = sorted.operands.empty() ? "" : sorted.operands.front();
+  const Command* command = commandNamed(name);
+  if (sorted.unknownOption) return wrong(command, "");
+  if (command == nullptr && !sorted.operands.empty()) {
+    return wrong(nullptr, "there is no command " + printableText(name));
   }
-  if (optind == argumentCount) return complaint("which command?");
-  const std::string name = arguments[optind];
-  if (optind + 1 < argumentCount) return complaint(name + " takes no arguments");
-  return parseCommand(name);
-}
+  if (sorted.help) return {.command = command, .wantsHelp = true};
+  if (command == nullptr) return wrong(nullptr, "which command?");
+  if (std::string complaint = complaintAbout(*command, sorted); !complaint.empty()) {
+    return wrong(command, std::move(complaint));
+  }
 
-std::string helpText() {
-  return "usage: velmoractl COMMAND\n"
-         "       velmoractl --help\n"
-         "\n"
-         "Asks the Velmora maintenance helper, which runs as root, for one of its fixed\n"
-         "operations and waits for the outcome. Only one operation runs at a time in the\n"
-         "whole helper; another one meanwhile is refused at once.\n"
-         "\n"
-         "Commands:\n" +
-         commandList() +
-         "\n"
-         "On a terminal the time that passes is shown; in a pipe there is one line when an\n"
-         "operation starts and one when it is done. Ctrl-C stops the waiting, not the\n"
-         "operation: the helper carries on with what it has begun.\n"
-         "\n"
-         "Exit status:\n"
-         "  0    done\n"
-         "  1    the helper said no, or the operation failed; its message is on standard error\n"
-         "  2    wrong usage\n"
-         "  3    the helper cannot be reached, does not accept this client, or has ended\n"
-         "       before an answer\n"
-         "  130  interrupted with Ctrl-C\n"
-         "\n"
-         "velmoractl is a tool for development and demonstration. To be let in it must carry\n"
-         "the client application's identifier and team in its own signature. Do not ship it\n"
-         "with a production signature: any process of any user could run it and so ask the\n"
-         "helper for everything it does.\n";
+  CommandLine result{.command = command, .asJSON = sorted.json, .isConfirmed = sorted.yes};
+  for (std::size_t i = 1; i < sorted.operands.size(); ++i) {
+    std::optional<std::string> key = itemKeyFromArgument(sorted.operands[i]);
+    if (!key) {
+      return wrong(command, printableText(sorted.operands[i]) + " is no KIND/LABEL or KIND|LABEL");
+    }
+    result.items.push_back(*std::move(key));
+  }
+  return result;
 }
 
 }  // namespace velmora

@@ -2,31 +2,24 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
-#include "protocol/operations.h"
+#include "client/command.h"
 
 namespace velmora {
 
-enum ExitStatus : int {
-  done = 0,
-  helperSaidNo = 1,
-  wrongUsage = 2,
-  noAnswer = 3,
-  interrupted = 130,
-};
-
 struct CommandLine {
-  enum class Action { showHelp, showVersion, performOperation, complain };
-
-  Action action;
-  const MaintenanceOperation* operation = nullptr;  // with performOperation
-  std::string complaint = {};                       // with complain: what is wrong
+  const Command* command = nullptr;     // null where none was named, or none that exists
+  bool wantsHelp = false;               // of the command, or of the whole program
+  std::vector<std::string> items = {};  // keys of background items
+  bool asJSON = false;
+  bool isConfirmed = false;
+  bool isWrong = false;
+  std::string complaint = {};  // what is wrong, where getopt_long has not said it itself
 };
 
-// Reads the arguments with getopt_long(3), which says itself what is wrong with an option.
+// Reads the arguments with getopt_long(3), which says itself what is wrong with an option. Which
+// items exist is not asked here.
 CommandLine parseCommandLine(int argumentCount, char** arguments);
-
-// The text of --help.
-std::string helpText();
 
 }  // namespace velmora

@@ -2,12 +2,15 @@
 
 #include <cctype>
 #include <cstdio>
-#include <functional>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
 
+#include "client/help_text.h"
+#include "client/list_command.h"
 #include "client/progress.h"
+#include "client/remove_command.h"
 #include "platform/xpc.h"
 #include "protocol/build_constants.h"
 
@@ -42,28 +45,42 @@ ExitStatus performOperation(const MaintenanceOperation& operation) {
     return ExitStatus::done;
   }
   std::fprintf(stderr, "%s\n", message.value_or("The helper gave no reason.").c_str());
-  return ExitStatus::helperSaidNo;
+  return ExitStatus::notDone;
 }
 
-ExitStatus complain(const std::string& complaint) {
-  if (!complaint.empty()) std::fprintf(stderr, "velmoractl: %s\n", complaint.c_str());
-  std::fputs("Try 'velmoractl --help'.\n", stderr);
+ExitStatus complain(const CommandLine& commandLine) {
+  if (!commandLine.complaint.empty()) {
+    std::fprintf(stderr, "velmoractl: %s\n", commandLine.complaint.c_str());
+  }
+  const std::string name(commandLine.command == nullptr ? "" : commandLine.command->name);
+  std::fprintf(stderr, "Try 'velmoractl %s--help'.\n", name.empty() ? "" : (name + " ").c_str());
   return ExitStatus::wrongUsage;
 }
 
 ExitStatus carryOut(const CommandLine& commandLine) {
-  switch (commandLine.action) {
-    case CommandLine::Action::showHelp:
-      std::fputs(helpText().c_str(), stdout);
-      return ExitStatus::done;
-    case CommandLine::Action::showVersion:
+  if (commandLine.isWrong) return complain(commandLine);
+  if (commandLine.wantsHelp) {
+    std::fputs(helpText(commandLine.command).c_str(), stdout);
+    return ExitStatus::done;
+  }
+  switch (commandLine.command->action) {
+    case Command::Action::showVersion:
       return showVersion();
-    case CommandLine::Action::performOperation:
-      return performOperation(*commandLine.operation);
-    case CommandLine::Action::complain:
+    case Command::Action::performOperation:
+      return performOperation(*commandLine.command->operation);
+    case Command::Action::listItems:
+      return runListCommand(commandLine.asJSON);
+    case Command::Action::removeItems:
       break;
   }
-  return complain(commandLine.complaint);
+  return runRemoveCommand(commandLine.items, commandLine.isConfirmed);
+}
+
+// No answer is told apart from everything else that can go wrong, on this side of the connection.
+ExitStatus report(const std::exception& error) {
+  std::fprintf(stderr, "velmoractl: %s\n", localizedDescription(error).c_str());
+  const bool isConnection = dynamic_cast<const XPCConnectionError*>(&error) != nullptr;
+  return isConnection ? ExitStatus::noAnswer : ExitStatus::notDone;
 }
 
 }  // namespace
@@ -73,10 +90,9 @@ ExitStatus runCommand(const CommandLine& commandLine) {
     const ExitStatus status = carryOut(commandLine);
     if (std::fflush(stdout) == 0) return status;
     std::perror("velmoractl: standard output");
-    return ExitStatus::helperSaidNo;
+    return ExitStatus::notDone;
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "velmoractl: %s\n", localizedDescription(error).c_str());
-    return ExitStatus::noAnswer;
+    return report(error);
   }
 }
 

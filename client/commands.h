@@ -2,6 +2,7 @@
 #pragma once
 
 #include "client/command_line.h"
+#include "client/exit_status.h"
 
 namespace velmora {
 

@@ -14,8 +14,8 @@
 #include <thread>
 #include <utility>
 
-#include "client/command_line.h"
 #include "client/duration.h"
+#include "client/exit_status.h"
 #include "platform/process_info.h"
 
 namespace velmora {

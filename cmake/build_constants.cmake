@@ -1,5 +1,5 @@
 # The names fixed at build time. A wrong one would protect nothing without saying so, hence the
-# checks here, before anything is compiled.
+# checks here, before anything is compiled. Nothing here needs a project: cmake -P runs it as well.
 set(CLIENT_BUNDLE_IDENTIFIER "com.velmora.app" CACHE STRING
   "Bundle identifier of the client application")
 set(VENDOR_LABEL_PREFIX "com.velmora." CACHE STRING
@@ -28,11 +28,14 @@ if(NOT CODE_SIGNING_ANCHORS MATCHES "^/[^\"\\\\]+$")
 endif()
 
 set(HELPER_SERVICE_NAME "${CLIENT_BUNDLE_IDENTIFIER}.maintenance-helper")
-configure_file(protocol/build_constants.h.in generated/protocol/build_constants.h @ONLY)
-configure_file(resources/Info.plist.in generated/resources/Info.plist @ONLY)
-file(READ ${PROJECT_BINARY_DIR}/generated/resources/Info.plist INFORMATION_PROPERTY_LIST)
-configure_file(resources/information_property_list.cc.in
-  generated/resources/information_property_list.cc @ONLY)
+set(templates ${PROJECT_SOURCE_DIR})
+set(generated ${PROJECT_BINARY_DIR}/generated)
+configure_file(${templates}/protocol/build_constants.h.in
+  ${generated}/protocol/build_constants.h @ONLY)
+configure_file(${templates}/resources/Info.plist.in ${generated}/resources/Info.plist @ONLY)
+file(READ ${generated}/resources/Info.plist INFORMATION_PROPERTY_LIST)
+configure_file(${templates}/resources/information_property_list.cc.in
+  ${generated}/resources/information_property_list.cc @ONLY)
 
 # For the scripts, which are told the names rather than repeat them.
 file(WRITE ${PROJECT_BINARY_DIR}/build_constants.env

@@ -25,8 +25,8 @@ class JSONError : public LocalizedError {
   std::string description_;
 };
 
-// The members of one flat object: texts and numbers.
-using JSONRecord = std::map<std::string, std::variant<std::string, std::uint32_t, double>>;
+// The members of one flat object: texts, numbers and truth values.
+using JSONRecord = std::map<std::string, std::variant<std::string, std::uint32_t, double, bool>>;
 
 // The strings of a UTF-8 JSON text whose top level is an array of nothing but strings; they are
 // valid UTF-8 and may hold NUL. Raises JSONError.
@@ -35,9 +35,9 @@ std::vector<std::string> decodeStringArray(std::string_view json);
 // A JSON array on one line, without spaces. Raises JSONError when a string is not UTF-8.
 std::string encodeStringArray(const std::vector<std::string>& strings);
 
-// The members of a JSON text whose top level is an object. Members that are neither text nor
-// number are skipped whole, however deep. A whole number within its range is a std::uint32_t,
-// any other number a double. Raises JSONError.
+// The members of a JSON text whose top level is an object. Members that are an
+// object, an array or null are skipped whole, however deep. A whole number within its range is a
+// std::uint32_t, any other number a double. Raises JSONError.
 JSONRecord decodeRecord(std::string_view json);
 
 // A JSON object on one line, without spaces, the slash escaped as "\/". Raises JSONError when a

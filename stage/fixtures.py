@@ -40,8 +40,16 @@ ITEMS = [
     (ALICE, "com.example.sync-agent.plist", BINARY,
      agent("com.example.sync-agent", "/Applications/Sync.app/Contents/MacOS/sync",
            EnvironmentVariables={"SYNC_HOME": "/Users/alice/Sync"}), ["gui/501"]),
+    (ALICE, "org.example.installed-by-root.plist", XML,
+     agent("org.example.installed-by-root", "/usr/local/bin/agent"), ["gui/501"]),
     (ALICE, "Größenwächter.plist", XML,
      agent("org.example.größenwächter", "/Users/alice/bin/größe"), []),
+    (ALICE, "org.example.tool.plist", XML,
+     agent("org.example.tool", "/Users/alice/bin/tool"), ["gui/501"]),
+    (ALICE, "org.example.tool copy.plist", XML,
+     agent("org.example.tool", "/Users/alice/bin/tool-2"), []),
+    (ALICE, ".org.example.hidden.plist", XML,
+     agent("org.example.hidden", "/Users/alice/bin/hidden"), []),
     (BOB, "org.example.updater.plist", XML,
      agent("org.example.updater", "/Applications/Example.app/Contents/MacOS/updater"),
      ["gui/502"]),
@@ -68,10 +76,16 @@ RAW_FILES = [
      b"<!-- local changes -- do not overwrite -->\n<plist version=\"1.0\">\n<dict>\n"
      b"\t<key>Label</key>\n\t<string>org.example.hand-written</string>\n"
      b"\t<key>Program</key>\n\t<string>/Users/alice/bin/own</string>\n</dict>\n</plist>\n"),
+    (ALICE, "org.example.old-style.plist",
+     b"// Converted by hand in 2004\n{\n    Label = \"org.example.old-style\";\n"
+     b"    ProgramArguments = (\"/Users/alice/bin/old\", \"-q\");\n    Nice = 5;\n}\n"),
     (ALICE, "org.example.damaged.plist", b"bplist00\xd1"),
     (ALICE, "org.example.previous.plist.disabled", b"moved away by hand\n"),
     (ALICE, ".DS_Store", b"\0\0\0\1Bud1"),
 ]
+
+LINKS = [(ALICE, "org.example.linked.plist", f"{SHARED_AGENTS}/org.example.menu-bar.plist")]
+OTHER_OWNERS = [(ALICE, "org.example.installed-by-root.plist", 0)]
 
 
 def owner_of(path):
@@ -128,6 +142,10 @@ def main():
     write_items(root, [*ITEMS, (DAEMONS, f"{helper}.plist", XML, own, ["system"])])
     for folder, name, contents in RAW_FILES:
         write(root, f"{folder}/{name}", contents)
+    for folder, name, target in LINKS:
+        (root / folder.lstrip("/") / name).symlink_to(target)
+    for folder, name, owner in OTHER_OWNERS:
+        os.chown(root / folder.lstrip("/") / name, owner, WHEEL)
 
 
 if __name__ == "__main__":

@@ -27,7 +27,7 @@ class Reader : public nlohmann::json_sax<Json> {
   virtual bool number(double value) = 0;
 
   bool null() final { return other(); }
-  bool boolean(bool /*value*/) final { return other(); }
+  bool boolean(bool /*value*/) override { return other(); }
   bool binary(binary_t& /*value*/) final { return other(); }
   bool number_integer(number_integer_t value) final { return number(static_cast<double>(value)); }
   bool number_unsigned(number_unsigned_t value) final { return number(static_cast<double>(value)); }
@@ -99,6 +99,7 @@ class RecordReader : public Reader {
     return true;
   }
   bool string(string_t& value) override { return member(value); }
+  bool boolean(bool value) override { return member(value); }
   bool number(double value) override {
     const bool whole = value >= 0 && value <= std::numeric_limits<std::uint32_t>::max() &&
                        value == std::trunc(value);
@@ -134,6 +135,10 @@ Json encoded(const std::string& text) {
 
 Json encoded(std::uint32_t number) {
   return number;
+}
+
+Json encoded(bool value) {
+  return value;
 }
 
 // Without ".0" behind a whole number, up to where an integer holds them all.

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstddef>
@@ -36,18 +37,24 @@ std::optional<std::uint64_t> availableBytes() noexcept {
   return kibibytes * 1024;
 }
 
-std::uint64_t freeBytes() noexcept {
-  const long pages = ::sysconf(_SC_AVPHYS_PAGES);
+// 0 where the system does not tell. `pages` is a name of sysconf(3).
+std::uint64_t bytesOfPages(int pages) noexcept {
+  const long count = ::sysconf(pages);
   const long pageBytes = ::sysconf(_SC_PAGESIZE);
-  if (pages < 0 || pageBytes < 0) return 0;
-  return static_cast<std::uint64_t>(pages) * static_cast<std::uint64_t>(pageBytes);
+  if (count < 0 || pageBytes < 0) return 0;
+  return static_cast<std::uint64_t>(count) * static_cast<std::uint64_t>(pageBytes);
 }
+
+// What even a machine short of memory has for a file of the usual size, thousands of times over.
+constexpr std::uint64_t alwaysSpared = std::uint64_t{1} << 20;
 
 }  // namespace
 
 std::uint64_t spareMemoryBytes() noexcept {
-  const std::optional<std::uint64_t> available = availableBytes();
-  return (available ? *available : freeBytes()) / 4;
+  const std::uint64_t available = availableBytes().value_or(bytesOfPages(_SC_AVPHYS_PAGES));
+  const std::uint64_t reserve = bytesOfPages(_SC_PHYS_PAGES) / 4;
+  const std::uint64_t beyondReserve = available > reserve ? available - reserve : 0;
+  return std::max(beyondReserve / 4, std::min(available / 4, alwaysSpared));
 }
 
 }  // namespace velmora

@@ -6,9 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/linux/property_list_encoding.h"
+#include "platform/linux/property_list_xml_text.h"
 #include "platform/linux/property_list_xml_values.h"
-#include "platform/text.h"
 
 namespace velmora {
 namespace {
@@ -130,20 +129,21 @@ class XMLReader {
 
   bool readScalar(std::string_view name, bool isEmpty) {
     if (name == "string" || name == "key") {
-      std::optional<std::string> text = isEmpty ? std::string() : readText();
+      std::optional<std::string> text = isEmpty ? std::string() : readXMLText(rest_);
       if (!text || (!isEmpty && !readClosingTag(name))) return false;
       value_ = {Kind::string, *std::move(text)};
       return endValue();
     }
     const bool isTaken = name == "true" || name == "false" ? isEmpty || readClosingTag(name)
-                                                           : !isEmpty && readNumber(name);
+                                                           : !isEmpty && readPlainContent(name);
     return isTaken && endValue(Kind::other);
   }
 
-  bool readNumber(std::string_view name) {
+  // The elements that may not be empty tags, with content other than text for its own sake.
+  bool readPlainContent(std::string_view name) {
     bool isTaken = false;
     if (name == "real") {
-      const std::optional<std::string> text = readText();
+      const std::optional<std::string> text = readXMLText(rest_);
       isTaken = text && isPropertyListReal(*text);
     } else {
       const std::string_view content = rest_.substr(0, rest_.find('<'));
@@ -153,63 +153,6 @@ class XMLReader {
                 (name == "data" && isPropertyListData(content));
     }
     return isTaken && readClosingTag(name);
-  }
-
-  // Characters, references and CDATA sections up to the closing tag; nothing when they are not
-  // UTF-8. Apple's strings lose a byte-order mark at their beginning.
-  std::optional<std::string> readText() {
-    std::string bytes;
-    while (true) {
-      const std::size_t end = rest_.find_first_of("<&");
-      if (end == std::string_view::npos) return std::nullopt;
-      bytes += rest_.substr(0, end);
-      rest_.remove_prefix(end);
-      if (accept("&")) {
-        if (!readReference(bytes)) return std::nullopt;
-      } else if (accept("<![CDATA[")) {
-        const std::string_view section = rest_.substr(0, rest_.find("]]>"));
-        bytes += section;
-        rest_.remove_prefix(section.size());
-        if (!accept("]]>")) return std::nullopt;
-      } else {
-        break;
-      }
-    }
-    constexpr std::string_view byteOrderMark = "\uFEFF";
-    const bool isMarked = bytes.starts_with(byteOrderMark);
-    return decodeUTF8(std::string_view(bytes).substr(isMarked ? byteOrderMark.size() : 0));
-  }
-
-  bool readReference(std::string& bytes) {
-    constexpr std::pair<std::string_view, char> entities[] = {
-        {"lt;", '<'}, {"gt;", '>'}, {"amp;", '&'}, {"apos;", '\''}, {"quot;", '"'}};
-    for (const auto& [name, character] : entities) {
-      if (!accept(name)) continue;
-      bytes += character;
-      return true;
-    }
-    return accept("#") && readCharacterReference(bytes);
-  }
-
-  // Up to eight digits; none at all mean U+0000.
-  bool readCharacterReference(std::string& bytes) {
-    const unsigned base = accept("x") ? 16 : 10;
-    const std::size_t length = rest_.substr(0, 9).find(';');
-    if (length == std::string_view::npos) return false;
-    std::uint64_t value = 0;
-    for (const char character : rest_.substr(0, length)) {
-      const std::string_view digits = "0123456789abcdef";
-      const char lower =
-          character >= 'A' && character <= 'F' ? static_cast<char>(character + 32) : character;
-      const std::size_t digit = digits.substr(0, base).find(lower);
-      if (digit == std::string_view::npos) return false;
-      value = value * base + digit;
-    }
-    rest_.remove_prefix(length + 1);
-    const auto scalar = static_cast<char32_t>(value);
-    if (!isScalar(scalar)) return false;
-    appendScalar(scalar, bytes);
-    return true;
   }
 
   bool readClosingTag(std::string_view name) { return accept("</") && finishTag(name); }

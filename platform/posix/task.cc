@@ -17,7 +17,7 @@
 #include "platform/platform_error.h"
 #include "platform/posix/spawn_attributes.h"
 
-extern char** environ;
+extern char** environ;  // NOLINT(readability-redundant-declaration): only glibc has it
 
 namespace velmora {
 

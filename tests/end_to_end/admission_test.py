@@ -98,7 +98,7 @@ class ForeignClients(StageTestCase):
 
     def ask(self, program, user="alice", member=f"{INTERFACE}.protocolVersionWithReply"):
         return run_as(user, program, f"--peer=unix:path={SOCKET}", "--print-reply", "/", member,
-                      timeout=5)
+                      timeout=20)
 
     def assert_refused(self, program):
         result = self.ask(program)
@@ -241,6 +241,7 @@ class HelperItself(StageTestCase):
         cases += [
             ("no team", HELPER + ".signature", signed("/CN=Velmora Stage")),
             ("expired", HELPER + ".signature", signed(days=-1)),
+            ("other authority", HELPER + ".signature", signed(authority=make_other_authority())),
             ("byte flipped", HELPER, flip_byte),
             ("program missing", HELPER, os.unlink),
             ("program a FIFO", HELPER, in_place_of(os.mkfifo)),
@@ -269,7 +270,7 @@ class HelperItself(StageTestCase):
         self.helper = helper_pid()
 
     def test_second_helper_leaves_the_socket_to_the_first(self):
-        second = subprocess.run([HELPER], capture_output=True, text=True, timeout=10)
+        second = subprocess.run([HELPER], capture_output=True, text=True, timeout=30)
         self.assertEqual((second.returncode, second.stdout), (1, ""))
         self.assertRegex(second.stderr, f"^VelmoraMaintenanceHelper: .*{SOCKET}.*\n$")
         self.assert_served()
@@ -300,7 +301,7 @@ class HelperItself(StageTestCase):
 
     def test_other_file_in_the_socket_s_place_is_left_alone(self):
         process, _ = self.start_private_helper(f"echo precious >{SOCKET}")
-        self.assertEqual(process.wait(10), 1)
+        self.assertEqual(process.wait(30), 1)
         self.assertRegex(process.stderr.read(), f"^VelmoraMaintenanceHelper: .*{SOCKET}.*\n$")
 
 

@@ -4,12 +4,14 @@ import os
 import re
 import select
 import signal
+import socket
+import struct
 import subprocess
 import time
 from pathlib import Path
 
-from stage_support import (BUSY, STAFF, USERS, Client, StageTestCase, eventually, free_memory,
-                           main)
+from stage_support import (BUSY, SERVICE, STAFF, USERS, Client, StageTestCase, eventually,
+                           free_memory, main)
 
 DONE = (True, "")
 PURGE = Path("/usr/sbin/purge")
@@ -63,6 +65,25 @@ class Operations(StageTestCase):
                 self.control("purge", *control)
                 self.assertEqual(free_memory(), (False, reply))
                 self.assert_logged(failed(log[0] if log else reply))
+
+    def test_journal_gets_the_text_unchanged_while_there_is_one(self):
+        folder = Path("/run/systemd/journal")
+        folder.mkdir(parents=True, exist_ok=True)
+        self.control("purge", "stderr=a %s\\x07\\nb", "exit=1")
+        text = b"memory purge failed: purge exited with status 1: a %s\a\nb"
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as journal:
+            journal.bind(str(folder / "socket"))
+            self.addCleanup((folder / "socket").unlink)
+            journal.settimeout(30)
+            free_memory()
+            entry = journal.recv(65536)
+        for field in (b"MESSAGE\n" + struct.pack("<Q", len(text)) + text, b"PRIORITY=3",
+                      b"SUBSYSTEM=" + SERVICE.encode(), b"CATEGORY=Maintenance"):
+            self.assertIn(field + b"\n", entry)
+        self.assert_logged()
+        self.idle = (self.idle[0] + 1, self.idle[1])  # the library keeps its socket
+        free_memory()  # the journal has gone, its socket's file has not
+        self.assertEqual(len(self.new_log()), 1)
 
     def test_first_tool_s_failure_keeps_the_second_from_running(self):
         calls = OPERATIONS["flushDNSCacheWithReply"][1]
@@ -142,7 +163,8 @@ class Operations(StageTestCase):
             self.assertEqual(other.call("freeMemoryWithReply"), (False, BUSY))
             self.assertEqual(client.reply(), (False, message))
             elapsed = time.monotonic() - began
-        self.assertTrue(15 <= elapsed < 20, elapsed)
+        # A budget of its own would have let the second tool run until 28.
+        self.assertTrue(15 <= elapsed < 25, elapsed)
         self.assert_logged(f"[Maintenance] error: DNS cache flush failed: {message}")
 
 
@@ -155,7 +177,7 @@ class Gate(StageTestCase):
                 client.request(members[number % len(members)])
             waiting, replies = set(clients), []
             while len(waiting) > 1:
-                ready = select.select(waiting, [], [], 10)[0]
+                ready = select.select(waiting, [], [], 30)[0]
                 self.assertTrue(ready, f"{len(waiting)} requests without an answer")
                 for client in ready:
                     waiting.remove(client)
@@ -199,7 +221,7 @@ class Gate(StageTestCase):
                 self.assert_logged(PURGED, PURGED)
                 self.new_calls()
         process.send_signal(signal.SIGCONT)
-        self.assertEqual(process.wait(10), 0)
+        self.assertEqual(process.wait(30), 0)
 
     def test_connection_closed_in_mid_operation_neither_stops_it_nor_keeps_the_lock(self):
         with self.held("purge") as release:

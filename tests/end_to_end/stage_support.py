@@ -31,7 +31,7 @@ SIGNED_PYTHON = "/stage/tests/python3"
 ERROR = 3  # the message type
 
 
-def eventually(condition, what, seconds=10):
+def eventually(condition, what, seconds=30):
     deadline = time.monotonic() + seconds
     while not (result := condition()):
         if time.monotonic() > deadline:
@@ -92,7 +92,7 @@ class Client:
 
     def __init__(self, user="alice", authenticate=True, path=SOCKET):
         self.socket = socket.socket(socket.AF_UNIX)
-        self.socket.settimeout(10)
+        self.socket.settimeout(30)
         self.buffer, self.serial = b"", 0
         try:
             os.seteuid(USERS[user])
@@ -172,7 +172,7 @@ def free_memory(user="alice"):
 
 
 def run_as(user, *command, **options):
-    defaults = dict(capture_output=True, text=True, timeout=20, user=USERS[user], group=STAFF,
+    defaults = dict(capture_output=True, text=True, timeout=60, user=USERS[user], group=STAFF,
                     extra_groups=[])
     return subprocess.run(command, **(defaults | options))
 

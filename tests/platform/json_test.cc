@@ -97,7 +97,7 @@ TEST(JSON, decodeRecordMisreadsMembers) {
       {R"({"a":-1,"b":4294967296,"c":0.5,"d":-9223372036854775808,"e":1e300})",
        {{"a", -1.0}, {"b", 4294967296.0}, {"c", 0.5}, {"d", -0x1p63}, {"e", 1e300}}},
       {R"({"a":18446744073709551616,"b":1e-999})", {{"a", 0x1p64}, {"b", 0U}}},
-      {R"({"a":{"b":"c","d":[{"e":1}]},"f":[["g"],2],"h":null,"i":true,"j":"k"})", {{"j", "k"}}},
+      {R"({"a":{"b":"c","d":[{"e":1}]},"f":[["g"],2],"h":null,"i":true,"j":"k"})", {{"i", true}, {"j", "k"}}},
       {R"({"a":"first","a":"last"})", {{"a", "last"}}},
       {R"({"a":"first","a":null,"b":{"c":"d"},"c":1})", {{"c", 1U}}},
   };
@@ -153,7 +153,7 @@ TEST(JSON, deepOrLongTextOverflowsOrTakesMoreThanLinearTime) {
     EXPECT_THROW((void)decodeRecord("{\"a\":" + repeated("9", count) + "}"), JSONError);
     return std::clock() - start;
   };
-  EXPECT_LT(processorTime(1600000), 30 * (processorTime(200000) + 1000));
+  EXPECT_LT(processorTime(1600000), 30 * (processorTime(200000) + 5000));
 }
 
 }  // namespace

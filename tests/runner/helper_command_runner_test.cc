@@ -34,7 +34,7 @@
 #include "runner/helper_command_error.h"
 #include "temporary_folder.h"
 
-extern char** environ;
+extern char** environ;  // NOLINT(readability-redundant-declaration): only glibc has it
 
 namespace velmora {
 namespace {
@@ -53,7 +53,7 @@ std::set<std::string> namesIn(const char* folder, const std::string& prefix = ""
 }
 
 bool eventually(const std::function<bool()>& condition) {
-  const double end = systemUptime() + 10;
+  const double end = systemUptime() + 30;
   while (!condition()) {
     if (systemUptime() > end) return false;
     std::this_thread::yield();
@@ -79,8 +79,13 @@ std::map<std::string, std::string> stateOfChild() {
 
 class HelperCommandRunnerTest : public testing::Test {
  protected:
+  // With a process's first thread, the thread sanitizer starts one of its own that stays.
+  static void SetUpTestSuite() {
+    std::thread([] {}).join();
+  }
+
   void TearDown() override {
-    EXPECT_TRUE(eventually([this] { return namesIn("/proc/self/task").size() == threads_; }));
+    EXPECT_TRUE(eventually([this] { return namesIn("/proc/self/task").size() <= threads_; }));
     EXPECT_EQ(namesIn("/proc/self/fd"), descriptors_);
     // Other helpers on this machine have diagnostic files, too, but only for a while.
     EXPECT_TRUE(eventually([left = diagnosticsSince(), this] {
@@ -319,13 +324,13 @@ TEST_F(HelperCommandRunnerTest, waitsForGrandchildThatHoldsStandardError) {
 // How many of many runs at the same time are not as `isRight`, called with a number for each, finds
 // them.
 int wrongRuns(const std::function<bool(int)>& isRight) {
-  std::vector<std::future<int>> threads;
-  for (int thread = 0; thread < 8; ++thread) {
-    threads.push_back(std::async(std::launch::async, [&isRight, thread] {
+  std::array<std::future<int>, 8> threads;
+  for (int thread = 0; auto& each : threads) {
+    each = std::async(std::launch::async, [&isRight, number = 100 * thread++] {
       int wrong = 0;
-      for (int i = 0; i < 20; ++i) wrong += isRight(100 * thread + i) ? 0 : 1;
+      for (int i = 0; i < 20; ++i) wrong += isRight(number + i) ? 0 : 1;
       return wrong;
-    }));
+    });
   }
   int wrong = 0;
   for (auto& each : threads) wrong += each.get();
