@@ -4,7 +4,10 @@ import contextlib
 import os
 import random
 import resource
+import select
 import signal
+import struct
+import subprocess
 import time
 import unittest
 from pathlib import Path
@@ -165,8 +168,9 @@ class Exhaustion(AttackTestCase):
         """A control group for the helper and its children alone; skips where there is none."""
         hierarchy = Path("/stage/pids")
         hierarchy.mkdir()
-        if os.system(f"mount -t cgroup -o pids pids {hierarchy} 2>/dev/null") != 0 and \
-                os.system(f"mount -t cgroup2 cgroup2 {hierarchy} 2>/dev/null") != 0:
+        forms = (("cgroup", "-o", "pids", "pids"), ("cgroup2", "cgroup2"))
+        if all(subprocess.run(["mount", "-t", *form, hierarchy], capture_output=True).returncode
+               for form in forms):
             self.skipTest("no control groups in here")
         group = hierarchy / f"velmora-attack-{os.urandom(8).hex()}"
         try:
@@ -179,7 +183,7 @@ class Exhaustion(AttackTestCase):
             (hierarchy / "cgroup.procs").write_text(str(self.helper))
             eventually(lambda: not (group / "cgroup.procs").read_text(), "an empty control group")
             group.rmdir()
-            os.system(f"umount {hierarchy}")
+            subprocess.run(["umount", hierarchy], check=True)
             hierarchy.rmdir()
 
     def test_helper_out_of_threads_refuses_and_recovers(self):
@@ -204,6 +208,27 @@ class Exhaustion(AttackTestCase):
             self.assertEqual(bystander.call("freeMemoryWithReply"), DONE)
         self.assert_served("alice")
         self.new_log()
+
+    def test_message_on_its_way_when_memory_is_short_ends_its_connection_alone(self):
+        bystander = self.connect("bob")
+        half = VERSION_CALL[:4] + struct.pack("<I", 100 << 20) + VERSION_CALL[8:]
+        client = self.connect("alice")
+        client.send(half + bytes(3 << 20))
+        shortage = Path("/stage/meminfo")
+        shortage.write_text("MemTotal: 30000000 kB\nMemAvailable:     100000 kB\n")
+        subprocess.run(["mount", "--bind", shortage, "/proc/meminfo"], check=True)
+        try:
+            with self.assertRaises(ConnectionError):
+                for _ in range(50):
+                    client.send(bytes(1 << 20))
+                client.receive()
+            self.assertEqual(bystander.version(), ("3",))
+            self.assert_served("alice")
+        finally:
+            subprocess.run(["umount", "/proc/meminfo"], check=True)
+        client = self.connect("alice")
+        client.send(half + bytes(3 << 20))
+        self.assertFalse(select.select([client], [], [], 0.5)[0], "ended without need")
 
     def data_bytes(self):
         status = Path(f"/proc/{self.helper}/status").read_text()
