@@ -34,6 +34,7 @@ void occupyStandardDescriptors() {
 // next ones.
 void returnLargeBlocksWhenFreed() {
   constexpr int largeBlockBytes = 256 * 1024;
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): there is no other thread yet.
   ::mallopt(M_MMAP_THRESHOLD, largeBlockBytes);
 }
 

@@ -60,8 +60,11 @@ class AttackTestCase(StageTestCase):
     def check_helper(self):
         super().check_helper()
         eventually(lambda: free_memory("bob") == DONE, "the free lock")
+        self.check_memory(self._testMethodName)
+
+    def check_memory(self, when):
         growth = resident_bytes(self.helper) - self.resident
-        tell(f"  {self._testMethodName}: {growth >> 10} KiB more resident")
+        tell(f"  {when}: {growth >> 10} KiB more resident")
         if not SANITIZED:
             self.assertLess(growth, RESIDENT_GROWTH)
 

