@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <malloc.h>
 
 #include <cerrno>
 #include <csignal>
@@ -28,6 +29,15 @@ void occupyStandardDescriptors() {
   } while (device.get() <= 2 && device.release() >= 0);
 }
 
+// Has a large request's memory go back to the system with the request. Left to itself, the C
+// library raises its limit with the first one, and then each thread's share of the heap keeps the
+// next ones.
+void returnLargeBlocksWhenFreed() {
+  constexpr int largeBlockBytes = 256 * 1024;
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): there is no other thread yet.
+  ::mallopt(M_MMAP_THRESHOLD, largeBlockBytes);
+}
+
 }  // namespace
 
 class XPCListener::Implementation {
@@ -38,6 +48,7 @@ class XPCListener::Implementation {
 
   void resume() {
     occupyStandardDescriptors();
+    returnLargeBlocksWhenFreed();
     // Writing to a client or a log reader that is gone is an error of that write alone.
     ::signal(SIGPIPE, SIG_IGN);
     socket_.emplace(openListeningSocket(busSocketPath(name_)));

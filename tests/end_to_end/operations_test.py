@@ -107,6 +107,7 @@ class Operations(StageTestCase):
         cases = {"missing": lambda: None, "a directory": PURGE.mkdir,
                  "no interpreter": script("#!/usr/bin/nothing\n"), "no program": script("purge\n"),
                  "not executable": script("#!/bin/sh\n", 0o644),
+                 "FIFO": lambda: os.mkfifo(PURGE, 0o755),
                  "link to itself": lambda: PURGE.symlink_to(PURGE)}
         kept = PURGE.rename("/usr/sbin/purge.kept")
         try:
