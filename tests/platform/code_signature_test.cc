@@ -88,7 +88,8 @@ TEST_F(CodeSignatureTest, takesContentThatIsNotThreeRightLines) {
       "\n" + right, right.substr(right.find('\n') + 1), right.substr(0, right.find("sha256=")),
       "size=1\nidentifier=a\nsha256=" + digest + "\n", description(""), description("a", ""),
       description("a", "-1"), description("a", "+1"), description("a", "1 "),
-      description("a", "0x10"), description("a", "18446744073709551616"), description("a", "1", digest + "00"),
+      description("a", "0x10"), description("a", "18446744073709551616"),
+      description("a", "1", digest + "00"),
       description("a", "1", digest.substr(2)), description("a", "1", digest.substr(1) + "g"),
       description("a", "1", digest + "\r"), description(std::string(66000, 'a'))}) {
     EXPECT_FALSE(CodeSignature::parse(sign(content)).has_value()) << content;

@@ -33,7 +33,7 @@ TEST(JSON, decodeStringArrayMisreadsAString) {
 
 TEST(JSON, takesAnotherShapeThanAsked) {
   for (const std::string json : {"{}", "\"a\"", "null", "true", "1", "{\"a\":\"b\"}", "[-1]",
-                                 "[1.5]", "[null]", "[\"a\",false]", "[\"a\",[\"b\"]]", "[{\"a\":\"b\"}]"}) {
+                                 "[1.5]", "[null]", "[\"a\",false]", "[\"a\",[\"b\"]]", "[{}]"}) {
     EXPECT_EQ(raised<JSONError>([&] { (void)decodeStringArray(json); }).errorDescription(),
               "The data is not a JSON array of strings.") << json;
   }

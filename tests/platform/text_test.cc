@@ -71,7 +71,7 @@ TEST(Text, isAlphanumericExceptLetsThroughWhatIsNeither) {
   EXPECT_TRUE(isAlphanumericExcept("aZ09._-\u00E4\u00DF\u01C5\u02B0\u05D0e\u0301\u0903", "._-"));
   EXPECT_TRUE(isAlphanumericExcept("a\u20DD\u0665\u2167\u00BD\U00020000", ""));
   for (const std::string& text : {"|"s, "/"s, " "s, "\0"s, "\n"s, "~"s, "\u00A0"s, "\u200D"s,
-                                  "\u2010"s, "\u203F"s, "\u20AC"s, "\uE000"s, "\u0378"s, "\uFFFF"s, "\xFF"s}) {
+                                  "\u2010"s, "\u203F"s, "\u20AC"s, "\uE000"s, "\u0378"s, "\xFF"s}) {
     EXPECT_FALSE(isAlphanumericExcept("a" + text + "a", "._-")) << testing::PrintToString(text);
   }
 }
