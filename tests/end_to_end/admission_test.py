@@ -4,7 +4,6 @@ import contextlib
 import itertools
 import os
 import shutil
-import signal
 import stat
 import subprocess
 import sys
@@ -96,9 +95,9 @@ class ForeignClients(StageTestCase):
         folder.mkdir()
         return shutil.copy("/usr/bin/dbus-send", folder)
 
-    def ask(self, program, user="alice", member=f"{INTERFACE}.protocolVersionWithReply"):
-        return run_as(user, program, f"--peer=unix:path={SOCKET}", "--print-reply", "/", member,
-                      timeout=20)
+    def ask(self, program, user="alice"):
+        return run_as(user, program, f"--peer=unix:path={SOCKET}", "--print-reply", "/",
+                      f"{INTERFACE}.protocolVersionWithReply", timeout=20)
 
     def assert_refused(self, program):
         result = self.ask(program)
@@ -111,10 +110,6 @@ class ForeignClients(StageTestCase):
         sign(program, certificate())
         for user in ("alice", "bob", "root"):
             self.assertIn('string "3"', self.ask(program, user).stdout)
-        described = self.ask(program, member="org.freedesktop.DBus.Introspectable.Introspect")
-        for member in ("protocolVersionWithReply", "freeMemoryWithReply",
-                       "removeLegacyBackgroundItems"):
-            self.assertIn(f'<method name="{member}">', described.stdout)
         self.assert_logged()
 
     def test_wrong_certificate_gets_no_answer(self):
@@ -245,7 +240,6 @@ class HelperItself(StageTestCase):
             ("byte flipped", HELPER, flip_byte),
             ("program missing", HELPER, os.unlink),
             ("program a FIFO", HELPER, in_place_of(os.mkfifo)),
-            ("program a directory", HELPER, in_place_of(os.mkdir)),
             ("program without end", HELPER,
              in_place_of(lambda path: os.symlink("/dev/zero", path))),
         ]
@@ -262,47 +256,28 @@ class HelperItself(StageTestCase):
                 self.assert_served("alice")
         self.assert_logged()
 
-    def test_connection_after_the_helper_was_killed_starts_a_new_one(self):
-        os.kill(self.helper, signal.SIGKILL)
-        eventually(lambda: helper_pid() != self.helper, "the helper's end")
-        self.assert_served()
-        self.assertNotEqual(helper_pid(), self.helper)
-        self.helper = helper_pid()
-
     def test_second_helper_leaves_the_socket_to_the_first(self):
         second = subprocess.run([HELPER], capture_output=True, text=True, timeout=30)
         self.assertEqual((second.returncode, second.stdout), (1, ""))
         self.assertRegex(second.stderr, f"^VelmoraMaintenanceHelper: .*{SOCKET}.*\n$")
         self.assert_served()
 
-    def start_private_helper(self, preparation):
-        """A helper that sees a /run of its own, after `preparation` by the shell."""
-        script = f"mount -t tmpfs none /run && cd /run && {preparation} && exec {HELPER}"
-        process = subprocess.Popen(["unshare", "--mount", "sh", "-c", script], text=True,
-                                   stdin=subprocess.DEVNULL, stderr=subprocess.PIPE)
-        self.addCleanup(process.stderr.close)
+    def test_socket_file_left_behind_is_taken_over(self):
+        script = (f"mount -t tmpfs none /run && python3 -c 'import socket; "
+                  f"socket.socket(1).bind(\"{SOCKET}\")' && exec {HELPER}")
+        process = subprocess.Popen(["unshare", "--mount", "sh", "-c", script])
         self.addCleanup(process.wait)
         self.addCleanup(process.kill)
-        return process, f"/proc/{process.pid}/root{SOCKET}"
-
-    def test_socket_file_left_behind_is_taken_over(self):
-        stale = f"python3 -c 'import socket; socket.socket(1).bind(\"{SOCKET}\")'"
-        process, path = self.start_private_helper(stale)
-        runs = Path(f"/proc/{process.pid}/cmdline")
+        runs, path = (Path(f"/proc/{process.pid}/{name}") for name in ("cmdline", "root" + SOCKET))
         eventually(lambda: runs.read_bytes() == HELPER.encode() + b"\0", "the private helper")
 
         def connection():
             with contextlib.suppress(ConnectionRefusedError, FileNotFoundError):
-                return Client("root", path=path)
+                return Client("root", path=str(path))
 
         with eventually(connection, "a connection to the private helper") as client:
             self.assertEqual(client.version(), ("3",))
-        self.assertEqual(stat.S_IMODE(os.stat(path).st_mode), 0o666)
-
-    def test_other_file_in_the_socket_s_place_is_left_alone(self):
-        process, _ = self.start_private_helper(f"echo precious >{SOCKET}")
-        self.assertEqual(process.wait(30), 1)
-        self.assertRegex(process.stderr.read(), f"^VelmoraMaintenanceHelper: .*{SOCKET}.*\n$")
+        self.assertEqual(stat.S_IMODE(path.stat().st_mode), 0o666)
 
 
 if __name__ == "__main__":
