@@ -30,7 +30,7 @@ TEST(CodeRequirement, takesTextItDoesNotUnderstand) {
       "not " + identifier, "(" + identifier + ")", identifier + ";", identifier + "\n",
       identifier + "\0"s, identifier + " and true", "identifier com.velmora.app"s,
       "identifier \"com.velmora.app"s, "identifier com.velmora.app\""s, "identifier 'a'"s,
-      "identifier \"a\\\"b\""s, "identifiers \"a\""s, "Identifier \"a\""s, "identifier = \"a\""s,
+      "identifier \"a\\b\""s, "identifiers \"a\""s, "Identifier \"a\""s, "identifier = \"a\""s,
       "anchor apple"s, "anchorapple generic"s, "anchor applegeneric"s, "anchor apple generics"s,
       "anchor apple generic andidentifier \"a\""s, "anchor trusted"s,
       "certificate leaf[subject.CN] = \"A\""s, "certificate leaf[subject.OU.x] = \"A\""s,
