@@ -11,7 +11,7 @@ import subprocess
 import unittest
 from pathlib import Path
 
-from removal_test import ALICE, ARCHIVE, Item
+from removal_test import ARCHIVE, Item
 from stage_support import (BUSY, SERVICE, SOCKET, STAFF, USERS, StageTestCase, eventually,
                            free_memory, main, run_as)
 

@@ -3,7 +3,6 @@
 import json
 import os
 import plistlib
-import re
 import stat
 import struct
 import time

@@ -8,7 +8,6 @@
 #include <regex>
 
 #include "launchd_folder.h"
-#include "platform/json.h"
 #include "platform/platform_error.h"
 #include "raised.h"
 #include "removal/archive_metadata.h"
