@@ -24,7 +24,7 @@ TEST(CodeRequirement, refusesClausesItKnows) {
 TEST(CodeRequirement, takesTextItDoesNotUnderstand) {
   // Several cases stand on a line, which clang-format would spread.
   // clang-format off
-  for (const std::string& text : {
+  const std::string texts[] = {
       ""s, " " + identifier, identifier + " or " + team, identifier + " and", "and " + identifier,
       identifier + " " + team, identifier + " and and " + team, identifier + " and ! " + team,
       "not " + identifier, "(" + identifier + ")", identifier + ";", identifier + "\n",
@@ -36,7 +36,8 @@ TEST(CodeRequirement, takesTextItDoesNotUnderstand) {
       "certificate leaf[subject.CN] = \"A\""s, "certificate leaf[subject.OU.x] = \"A\""s,
       "certificate root[subject.OU] = \"A\""s, "certificate 1[subject.OU] = \"A\""s,
       "certificateleaf[subject.OU] = \"A\""s, "certificate leaf[subject.OU] \"A\""s,
-      "certificate leaf[subject.OU] == \"A\""s, "certificate leaf[subject.OU] = A"s}) {
+      "certificate leaf[subject.OU] == \"A\""s, "certificate leaf[subject.OU] = A"s};
+  for (const std::string& text : texts) {
     EXPECT_THROW((void)CodeRequirement::parse(text), PlatformError) << text;
   }
   // clang-format on

@@ -78,7 +78,7 @@ TEST_F(CodeSignatureTest, misreadsWhatSignatureSays) {
 
 TEST_F(CodeSignatureTest, takesContentThatIsNotThreeRightLines) {
   const std::string right = description();
-  for (const std::string& content : {
+  const std::string contents[] = {
       std::string(), right + "\n", right + "size=1\n", right.substr(0, right.size() - 1),
       "\n" + right, right.substr(right.find('\n') + 1), right.substr(0, right.find("sha256=")),
       "size=1\nidentifier=a\nsha256=" + digest + "\n", description(""), description("a", ""),
@@ -86,7 +86,8 @@ TEST_F(CodeSignatureTest, takesContentThatIsNotThreeRightLines) {
       description("a", "0x10"), description("a", "18446744073709551616"),
       description("a", "1", digest + "00"),
       description("a", "1", digest.substr(2)), description("a", "1", digest.substr(1) + "g"),
-      description("a", "1", digest + "\r"), description(std::string(66000, 'a'))}) {
+      description("a", "1", digest + "\r"), description(std::string(66000, 'a'))};
+  for (const std::string& content : contents) {
     EXPECT_FALSE(CodeSignature::parse(sign(content)).has_value()) << content;
   }
 }
@@ -95,13 +96,14 @@ TEST_F(CodeSignatureTest, takesMessageThatIsNotOneSignersOwn) {
   const std::string der = "-outform DER -binary ", right = sign(description());
   std::string nested;
   while (nested.size() < CodeSignature::maximumBytes) nested += "\x30\x80";
-  for (const std::string& message : {
+  const std::string messages[] = {
       std::string(), right + '\0', right + right, nested,
       sign(description(), "one", der),  // the content is not enclosed
       sign(description(), "one", der + "-nodetach -nocerts"),
       sign(description(), "one", der + "-nodetach -signer two.pem -inkey two.key"),
       sign(description(), "one", "-binary -nodetach -outform PEM"),
-      make(description(), "-data_create " + der), make(description(), "-digest_create " + der)}) {
+      make(description(), "-data_create " + der), make(description(), "-digest_create " + der)};
+  for (const std::string& message : messages) {
     EXPECT_FALSE(CodeSignature::parse(message).has_value()) << testing::PrintToString(message);
   }
   for (std::size_t size = 0; size < right.size(); ++size) {

@@ -44,12 +44,13 @@ TEST(JSON, takesAnotherShapeThanAsked) {
 }
 
 TEST(JSON, readsOrQuotesWhatIsNotJSON) {
-  for (const std::string& json : {
+  const std::string jsons[] = {
       ""s, " "s, "[\"a\""s, "[\"a"s, "[\"a\",]"s, "[,\"a\"]"s, "[\"a\" \"b\"]"s, "['a']"s,
       "[\"a\"] x"s, "[\"a\"][]"s, "[\"a\"]\0x"s, "\0[\"a\"]"s, "[\"a\0\"]"s, "[\"a\n\"]"s,
       "[\"\\x\"]"s, "[\"\\u12\"]"s, "[\"\\ud800\"]"s, "[\"\\udc00\"]"s, "[\"\\ud800\\u0041\"]"s,
       "[\"\xED\xA0\x80\"]"s, "[\"\xC0\x80\"]"s, "[\"\xE2\x82\"]"s, "// note\n[\"a\"]"s,
-      "\xFF\xFE[\0\"\0a\0\"\0]\0"s, repeated("a\xFF\n", 1000), "[\"" + repeated("a", 1000)}) {
+      "\xFF\xFE[\0\"\0a\0\"\0]\0"s, repeated("a\xFF\n", 1000), "[\"" + repeated("a", 1000)};
+  for (const std::string& json : jsons) {
     const auto error = raised<JSONError>([&] { (void)decodeStringArray(json); }).errorDescription();
     EXPECT_TRUE(error.starts_with("The data is not valid JSON (byte ")) << error;
     EXPECT_LT(error.size(), 100U) << error;
