@@ -17,21 +17,14 @@ CommandLine parsed(std::vector<std::string> words) {
 }
 
 TEST(CommandLineTest, misreadsAnItem) {
-  const struct {
-    std::string argument, key;
-  } cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"userAgent/org.example.job", "userAgent|org.example.job"},
-      {"userAgent|org.example.job", "userAgent|org.example.job"},
       {"userAgent|a/b", "userAgent|a/b"},
-      {"userAgent/a/b|c", "userAgent|a/b|c"},
+      {"userAgent/gr\u00F6\u00DFe/b|c", "userAgent|gr\u00F6\u00DFe/b|c"},
       {"|userAgent|a", "|userAgent|a"},
-      {"agent/", "agent|"},
-      {"userAgent/gr\u00F6\u00DFe", "userAgent|gr\u00F6\u00DFe"},
-  };
+      {"agent/", "agent|"}};
   for (const auto& [argument, key] : cases) {
-    const CommandLine line = parsed({"remove", argument});
-    EXPECT_FALSE(line.isWrong) << line.complaint;
-    EXPECT_EQ(line.items, std::vector{key});
+    EXPECT_EQ(parsed({"remove", argument}).items, std::vector<std::string>{key});
   }
 }
 
@@ -50,16 +43,10 @@ TEST(CommandLineTest, takesOptionsInOnePlaceOnly) {
 }
 
 TEST(CommandLineTest, letsWrongUsageThrough) {
-  const struct {
-    std::vector<std::string> words;
-    std::string complaint;
-  } cases[] = {
+  const std::pair<std::vector<std::string>, const char*> cases[] = {
       {{}, "which command?"},
-      {{""}, "there is no command "},
       {{"\x1b[2J"}, "there is no command \\x1b[2J"},
       {{"version", "now"}, "version takes no arguments"},
-      {{"list", "a/b"}, "list takes no arguments"},
-      {{"free-memory", "--json"}, "free-memory has no option --json"},
       {{"list", "--yes"}, "list has no option --yes"},
       {{"remove", "--json", "a/b"}, "remove has no option --json"},
       {{"remove"}, "remove: which items?"},

@@ -9,6 +9,8 @@
 namespace velmora {
 namespace {
 
+using namespace std::string_literals;
+
 TEST(MaintenanceClientValidator, writesAnotherRequirementThanItMust) {
   for (const std::string team : {"VELMORA042", "abcxyz", "AZaz09", "7"}) {
     EXPECT_EQ(codeSigningRequirementForTeam(team),
@@ -20,11 +22,8 @@ TEST(MaintenanceClientValidator, writesAnotherRequirementThanItMust) {
 
 TEST(MaintenanceClientValidator, splicesUnsafeTeamIntoRequirement) {
   for (const std::string& team :
-       {std::string(), std::string("TEAM 42"), std::string("TEAM42 "), std::string("T\""),
-        std::string("TEAM-42"), std::string("T\u00C9AM"), std::string("TEAM\u0301"),
-        std::string("TEAM\uFF14"), std::string("T\0M", 3), std::string("TEAM42\n"),
-        std::string("@"), std::string("["), std::string("`"), std::string("{"), std::string("/"),
-        std::string(":"), std::string("TEAM_42"), std::string("\xFF")}) {
+       {""s, "TEAM 42"s, "TEAM42 "s, "T\""s, "TEAM-42"s, "T\u00C9AM"s, "TEAM\u0301"s, "TEAM\uFF14"s,
+        "T\0M"s, "TEAM42\n"s, "@"s, "["s, "`"s, "{"s, "/"s, ":"s, "TEAM_42"s, "\xFF"s}) {
     EXPECT_EQ(codeSigningRequirementForTeam(team), std::nullopt) << testing::PrintToString(team);
   }
 }

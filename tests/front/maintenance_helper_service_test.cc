@@ -41,22 +41,6 @@ std::vector<std::string> repliesTo(const MaintenanceOperation& operation) {
   return replies;
 }
 
-TEST(MaintenanceHelperService, runsTwoOperationsAtATimeOrWaits) {
-  const std::unique_lock elsewhere(operationLock());
-  const auto client = std::async(std::launch::async, [] {
-    for (const auto& [operation, firstTool] : operations) {
-      EXPECT_EQ(repliesTo(operation),
-                std::vector<std::string>{"Another maintenance operation is already running."});
-    }
-    std::string version;
-    MaintenanceHelperService(501).protocolVersionWithReply(
-        VersionReply([&version](std::string text) { version = std::move(text); }));
-    EXPECT_EQ(version, "3");
-  });
-  ASSERT_EQ(client.wait_for(std::chrono::seconds(10)), std::future_status::ready);
-  EXPECT_FALSE(lockIsFree()) << "a refused request released the lock";
-}
-
 TEST(MaintenanceHelperService, hidesFailureOrKeepsTheLockAfterIt) {
   for (const auto& [operation, firstTool] : operations) {
     EXPECT_EQ(repliesTo(operation),

@@ -8,6 +8,8 @@
 namespace velmora {
 namespace {
 
+using namespace std::string_literals;
+
 const std::string identifier = "identifier \"com.velmora.app\"";
 const std::string anchor = "anchor apple generic";
 const std::string team = "certificate leaf[subject.OU] = \"TEAM42\"";
@@ -20,47 +22,25 @@ TEST(CodeRequirement, refusesClausesItKnows) {
 }
 
 TEST(CodeRequirement, takesTextItDoesNotUnderstand) {
+  // Several cases stand on a line, which clang-format would spread.
+  // clang-format off
   const std::string texts[] = {
-      "",
-      " " + identifier,
-      identifier + " or " + team,
-      identifier + " and",
-      "and " + identifier,
-      identifier + " " + team,
-      identifier + " and and " + team,
-      identifier + " and ! " + team,
-      "not " + identifier,
-      "(" + identifier + ")",
-      identifier + ";",
-      identifier + "\n",
-      identifier + std::string(1, '\0'),
-      identifier + " and true",
-      "identifier com.velmora.app",
-      "identifier \"com.velmora.app",
-      "identifier com.velmora.app\"",
-      "identifier 'com.velmora.app'",
-      "identifier \"a\\\"b\"",
-      "identifiers \"com.velmora.app\"",
-      "Identifier \"com.velmora.app\"",
-      "identifier = \"com.velmora.app\"",
-      "anchor apple",
-      "anchorapple generic",
-      "anchor applegeneric",
-      "anchor apple generics",
-      "anchor apple generic andidentifier \"a\"",
-      "anchor trusted",
-      "certificate leaf[subject.CN] = \"TEAM42\"",
-      "certificate leaf[subject.OU.x] = \"TEAM42\"",
-      "certificate root[subject.OU] = \"TEAM42\"",
-      "certificate 1[subject.OU] = \"TEAM42\"",
-      "certificateleaf[subject.OU] = \"TEAM42\"",
-      "certificate leaf[subject.OU] \"TEAM42\"",
-      "certificate leaf[subject.OU] == \"TEAM42\"",
-      "certificate leaf[subject.OU] = TEAM42",
-  };
+      ""s, " " + identifier, identifier + " or " + team, identifier + " and", "and " + identifier,
+      identifier + " " + team, identifier + " and and " + team, identifier + " and ! " + team,
+      "not " + identifier, "(" + identifier + ")", identifier + ";", identifier + "\n",
+      identifier + "\0"s, identifier + " and true", "identifier com.velmora.app"s,
+      "identifier \"com.velmora.app"s, "identifier com.velmora.app\""s, "identifier 'a'"s,
+      "identifier \"a\\b\""s, "identifiers \"a\""s, "Identifier \"a\""s, "identifier = \"a\""s,
+      "anchor apple"s, "anchorapple generic"s, "anchor applegeneric"s, "anchor apple generics"s,
+      "anchor apple generic andidentifier \"a\""s, "anchor trusted"s,
+      "certificate leaf[subject.CN] = \"A\""s, "certificate leaf[subject.OU.x] = \"A\""s,
+      "certificate root[subject.OU] = \"A\""s, "certificate 1[subject.OU] = \"A\""s,
+      "certificateleaf[subject.OU] = \"A\""s, "certificate leaf[subject.OU] \"A\""s,
+      "certificate leaf[subject.OU] == \"A\""s, "certificate leaf[subject.OU] = A"s};
   for (const std::string& text : texts) {
     EXPECT_THROW((void)CodeRequirement::parse(text), PlatformError) << text;
   }
+  // clang-format on
 }
 
 TEST(CodeRequirement, readsLongTextInMoreThanLinearTime) {

@@ -68,16 +68,5 @@ TEST(ListeningSocket, destroysWhatIsNoSocket) {
   EXPECT_TRUE(S_ISSOCK(modeOf(folder / "stale")));
 }
 
-TEST(ListeningSocket, cutsPathThatIsTooLong) {
-  const TemporaryFolder folder;
-  const std::size_t room = sizeof(sockaddr_un::sun_path) - (folder / "").size();
-  const std::string longest = folder / std::string(room - 1, 's');
-  const FileDescriptor socket = openListeningSocket(longest);
-  EXPECT_TRUE(std::filesystem::exists(longest));
-  const std::string tooLong = folder / std::string(room, 't');
-  EXPECT_EQ(raised<PlatformError>([&] { (void)openListeningSocket(tooLong); }).code(),
-            ENAMETOOLONG);
-}
-
 }  // namespace
 }  // namespace velmora

@@ -64,45 +64,38 @@ TEST_F(CandidateDiscoveryTest, takesOrBlocksOnWhatIsNoSafePropertyList) {
   EXPECT_EQ(::bind(server, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
   ::close(server);
   folder.giveAway(folder.writeItem("foreign"));
-  folder.write(".hidden.plist", propertyList("hidden"));
-  folder.write("job.plist.bak", propertyList("backup"));
-  folder.write("plist", propertyList("bare"));
-  folder.write("\xFF.plist", propertyList("bytes"));
+  for (const char* name : {".hidden.plist", "job.plist.bak", "plist", "\xFF.plist"}) {
+    folder.write(name, propertyList("name"));
+  }
   folder.write("empty.plist", "");
   folder.write("array.plist", "<plist><array/></plist>");
   folder.write("unlabelled.plist", "<plist><dict/></plist>");
   folder.write("number.plist", "<plist><dict><key>Label</key><integer>1</integer></dict></plist>");
-  folder.write("apple.plist", propertyList("Com.Apple.foo"));
-  folder.write("own.plist", propertyList("com.velmora.x"));
-  folder.write("spaced.plist", propertyList("a b"));
+  for (const char* label : {"Com.Apple.foo", "com.velmora.x", "a b"}) folder.writeItem(label);
   folder.write("damaged.plist", propertyList("damaged").substr(0, 70));
 
   EXPECT_EQ(keys(), std::vector<std::string>{"userAgent|fine"});
   auto reasons = refusals();
   EXPECT_EQ(reasons.size(), 17U) << "hidden files and other names are not even examined";
-  EXPECT_EQ(reasons["link.plist"], "is a symbolic link");
-  EXPECT_EQ(reasons["pipe.plist"], "is not a regular file");
-  EXPECT_EQ(reasons["folder.plist"], "is not a regular file");
-  EXPECT_EQ(reasons["foreign.plist"], "belongs to another user than this folder demands");
-  EXPECT_EQ(reasons["\xFF.plist"], "has a name that is not valid UTF-8");
-  EXPECT_EQ(reasons["array.plist"], "is a property list, but not a dictionary");
-  EXPECT_EQ(reasons["unlabelled.plist"], "has no label");
-  EXPECT_EQ(reasons["number.plist"], "has a label that is not text");
-  EXPECT_EQ(reasons["apple.plist"], "has a label that is protected or not allowed");
+  const std::pair<const char*, const char*> expected[] = {
+      {"link.plist", "is a symbolic link"},
+      {"pipe.plist", "is not a regular file"},
+      {"foreign.plist", "belongs to another user than this folder demands"},
+      {"\xFF.plist", "has a name that is not valid UTF-8"},
+      {"array.plist", "is a property list, but not a dictionary"},
+      {"unlabelled.plist", "has no label"},
+      {"number.plist", "has a label that is not text"},
+      {"Com.Apple.foo.plist", "has a label that is protected or not allowed"}};
+  for (const auto& [name, reason] : expected) EXPECT_EQ(reasons[name], reason) << name;
 }
 
 TEST_F(CandidateDiscoveryTest, takesOneOfTwoFilesWithTheSameKey) {
-  folder.write("a.plist", propertyList("twice"));
-  folder.write("b.plist", propertyList("twice"));
-  folder.write("c.plist", propertyList("thrice"));
-  folder.write("d.plist", propertyList("thrice"));
-  folder.write("e.plist", propertyList("thrice"));
-  folder.write("f.plist", propertyList("\u00E9"));
-  folder.write("g.plist", propertyList("e\u0301"));
-  folder.write("h.plist", propertyList("Case"));
-  folder.write("i.plist", propertyList("case"));
-  folder.giveAway(folder.write("j.plist", propertyList("once")));
-  folder.write("k.plist", propertyList("once"));
+  char name = 'a';
+  for (const char* label : {"twice", "twice", "thrice", "thrice", "thrice", "\u00E9", "e\u0301",
+                            "Case", "case", "once"}) {
+    folder.write(std::string(1, name++) + ".plist", propertyList(label));
+  }
+  folder.giveAway(folder.write("0.plist", propertyList("once")));
   EXPECT_EQ(keys(),
             (std::vector<std::string>{"userAgent|Case", "userAgent|case", "userAgent|once"}));
   const CandidateDiscovery found = discoverCandidates({folder.location()});

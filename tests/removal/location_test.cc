@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <functional>
+#include <tuple>
 
 #include "raised.h"
 #include "removal/legacy_background_item_removal_error.h"
@@ -35,19 +36,16 @@ void setHome(const char* home) {
 
 TEST(Location, namesAnotherFolderOwnerOrDomain) {
   setHome("/Users/alice");
-  const std::vector<Location> locations = defaultLocations(501);
-  ASSERT_EQ(locations.size(), 3U);
-  const Location expected[] = {
-      {"/Users/alice/Library/LaunchAgents", LocationKind::userAgent, 501, "gui/501"},
-      {"/Library/LaunchAgents", LocationKind::sharedAgent, 0, "gui/501"},
-      {"/Library/LaunchDaemons", LocationKind::systemDaemon, 0, "system"},
-  };
-  for (std::size_t i = 0; i < locations.size(); ++i) {
-    EXPECT_EQ(locations[i].directory.string(), expected[i].directory.string());
-    EXPECT_EQ(locations[i].kind, expected[i].kind);
-    EXPECT_EQ(locations[i].expectedOwner, expected[i].expectedOwner);
-    EXPECT_EQ(locations[i].launchDomain, expected[i].launchDomain);
+  using Row = std::tuple<std::string, LocationKind, uid_t, std::string>;
+  std::vector<Row> rows;
+  for (const Location& each : defaultLocations(501)) {
+    rows.emplace_back(each.directory, each.kind, each.expectedOwner, each.launchDomain);
   }
+  EXPECT_EQ(rows,
+            (std::vector<Row>{
+                {"/Users/alice/Library/LaunchAgents", LocationKind::userAgent, 501, "gui/501"},
+                {"/Library/LaunchAgents", LocationKind::sharedAgent, 0, "gui/501"},
+                {"/Library/LaunchDaemons", LocationKind::systemDaemon, 0, "system"}}));
   EXPECT_EQ(defaultLocations(4294967294U)[1].launchDomain, "gui/4294967294");
 }
 
@@ -63,20 +61,12 @@ TEST(Location, takesHomeAsItIsWritten) {
 }
 
 TEST(Location, goesOnWithoutUserOrWaitsForEverForOne) {
-  const std::function<int(passwd*, std::size_t, passwd**)> answers[] = {
-      [](passwd*, std::size_t, passwd**) { return 0; },
-      [](passwd*, std::size_t, passwd**) { return EIO; },
-      [](passwd*, std::size_t, passwd**) { return ERANGE; },
-      [](passwd*, std::size_t, passwd**) { return EINTR; },
-      [](passwd* record, std::size_t, passwd** result) {
-        record->pw_dir = nullptr;
-        *result = record;
-        return 0;
-      }};
-  for (const auto& one : answers) {
-    answer = one;
+  for (const int code : {0, EIO, ERANGE, EINTR, -1}) {
+    setHome(nullptr);
+    if (code >= 0) answer = [code](passwd*, std::size_t, passwd**) { return code; };
     const auto error = raised<LegacyBackgroundItemRemovalError>([] { defaultLocations(501); });
-    EXPECT_EQ(error.kind(), LegacyBackgroundItemRemovalError::Case::userUnavailable);
+    EXPECT_EQ(error.errorDescription(),
+              "The signed-in user\xE2\x80\x99s home directory could not be resolved safely.");
   }
 
   answer = [](passwd* record, std::size_t size, passwd** result) {

@@ -79,22 +79,19 @@ TEST_F(RemovalTransactionTest, removesOtherThanAskedForOrTellsLaunchctlSomething
   EXPECT_EQ(launchctl->calls[0].words, (Verbs{"/bin/launchctl", "print", "gui/501/two"}));
   EXPECT_EQ(launchctl->calls[1].words, (Verbs{"/bin/launchctl", "bootout", "gui/501/two"}));
   for (const auto& call : launchctl->calls) {
-    EXPECT_GT(call.timeoutSeconds, 1) << "counted from the start of the request";
+    EXPECT_GT(call.timeoutSeconds, 18) << "counted from the start of the request";
     EXPECT_LE(call.timeoutSeconds, 22);
   }
 }
 
 TEST_F(RemovalTransactionTest, touchesAnythingWhenOneItemIsMissingOrAmbiguous) {
   folder.write("copy.plist", propertyList("two"));
-  EXPECT_EQ(raised<Error>([this] {
-              remove({"one", "two"});
-            }).errorDescription(),
-            Error::ambiguousItem("two").errorDescription());
-  EXPECT_EQ(raised<Error>([this] {
-              remove({"one", "missing"});
-            }).errorDescription(),
-            Error::itemNotFound("missing").errorDescription());
-  EXPECT_EQ(raised<Error>([this] { remove({}); }).kind(), Error::Case::invalidRequest);
+  const std::pair<Verbs, Error::Case> cases[] = {{{"one", "two"}, Error::Case::ambiguousItem},
+                                                 {{"one", "missing"}, Error::Case::itemNotFound},
+                                                 {{}, Error::Case::invalidRequest}};
+  for (const auto& [labels, kind] : cases) {
+    EXPECT_EQ(raised<Error>([&, &labels = labels] { remove(labels); }).kind(), kind);
+  }
   EXPECT_TRUE(launchctl->calls.empty());
   EXPECT_FALSE(fs::exists(folder.base()));
   EXPECT_TRUE(isInPlace("one"));

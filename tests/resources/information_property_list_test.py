@@ -21,15 +21,11 @@ class InformationPropertyList(unittest.TestCase):
         self.assertTrue(data.endswith(b"</plist>\n"), data[-20:])
         name = re.search("HelperServiceName='(.*)'", Path(CONSTANTS).read_text())[1]
         self.assertEqual(plistlib.loads(data), {
-            "CFBundleIdentifier": name,
-            "CFBundleExecutable": "VelmoraMaintenanceHelper",
-            "CFBundleName": "VelmoraMaintenanceHelper",
-            "CFBundleDisplayName": "Velmora Maintenance Helper",
-            "CFBundleVersion": "6",
-            "CFBundleInfoDictionaryVersion": "6.0",
-            "CFBundleDevelopmentRegion": "en",
+            "CFBundleIdentifier": name, "CFBundleExecutable": "VelmoraMaintenanceHelper",
+            "CFBundleName": "VelmoraMaintenanceHelper", "CFBundleVersion": "6",
+            "CFBundleDisplayName": "Velmora Maintenance Helper", "CFBundleDevelopmentRegion": "en",
+            "CFBundleInfoDictionaryVersion": "6.0", "LSMinimumSystemVersion": "15.0",
             "CFBundleSupportedPlatforms": ["MacOSX"],
-            "LSMinimumSystemVersion": "15.0",
         })
 
 

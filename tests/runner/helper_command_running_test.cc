@@ -13,14 +13,14 @@ namespace velmora {
 namespace {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
+const std::vector<std::string> arguments = {"-E", "/"};
 
 class RecordingRunner final : public HelperCommandRunning {
  public:
-  HelperCommandResult run(const std::string& executablePath,
-                          const std::vector<std::string>& arguments,
+  HelperCommandResult run(const std::string& executablePath, const std::vector<std::string>& words,
                           double timeoutSeconds) const override {
     EXPECT_EQ(executablePath, "/usr/bin/mdutil");
-    EXPECT_EQ(arguments, (std::vector<std::string>{"-E", "/"}));
+    EXPECT_EQ(words, arguments);
     timeouts.push_back(timeoutSeconds);
     return {7, true, "said"};
   }
@@ -31,10 +31,10 @@ class RecordingRunner final : public HelperCommandRunning {
 TEST(HelperCommandRunning, startsNothingWhenNoTimeIsLeft) {
   const RecordingRunner runner;
   for (const double deadline : {systemUptime(), systemUptime() - 1, 0.0, -infinity, std::nan("")}) {
-    const auto error = raised<HelperCommandError>([&] {
-      (void)runner.runBeforeDeadline("/usr/bin/mdutil", {"-E", "/"}, deadline);
-    });
-    EXPECT_EQ(error.errorDescription(),
+    const auto late = [&] {
+      (void)runner.runBeforeDeadline("/usr/bin/mdutil", arguments, deadline);
+    };
+    EXPECT_EQ(raised<HelperCommandError>(late).errorDescription(),
               "mdutil did not finish in time, so the maintenance helper stopped it.");
   }
   EXPECT_TRUE(runner.timeouts.empty());
@@ -42,11 +42,9 @@ TEST(HelperCommandRunning, startsNothingWhenNoTimeIsLeft) {
 
 TEST(HelperCommandRunning, givesToolNeitherMoreNorLessThanTheTimeLeft) {
   const RecordingRunner runner;
-  const auto result =
-      runner.runBeforeDeadline("/usr/bin/mdutil", {"-E", "/"}, systemUptime() + 100);
-  EXPECT_EQ(result.status, 7);
-  EXPECT_EQ(result.diagnostic, "said");
-  (void)runner.runBeforeDeadline("/usr/bin/mdutil", {"-E", "/"}, infinity);
+  const double deadline = systemUptime() + 100;
+  EXPECT_EQ(runner.runBeforeDeadline("/usr/bin/mdutil", arguments, deadline).diagnostic, "said");
+  (void)runner.runBeforeDeadline("/usr/bin/mdutil", arguments, infinity);
   ASSERT_EQ(runner.timeouts.size(), 2U);
   EXPECT_NEAR(runner.timeouts[0], 100, 10);
   EXPECT_LE(runner.timeouts[0], 100);

@@ -1,47 +1,9 @@
-#include "client/item_listing.h"
+#include "client/listing_text.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
-#include "client/listing_text.h"
-#include "removal/launchd_folder.h"
-
 namespace velmora {
 namespace {
-
-constexpr const char* ambiguous = "has the same label as another file";
-
-TEST(ItemListingTest, losesAFileOrItsReason) {
-  const LaunchdFolder folder;
-  folder.writeItem("org.example.job");
-  folder.write("another.plist", propertyList("org.example.twice"));
-  folder.writeItem("org.example.twice");
-  folder.giveAway(folder.write("foreign.plist", propertyList("org.example.job")));
-  folder.writeItem("com.apple.job");
-  folder.write("bad\xFF.plist", propertyList("org.example.bad"));
-  Location shared = folder.location(LocationKind::sharedAgent);
-  shared.directory = folder.root / "missing";
-
-  const ItemListing listing = listItems({folder.location(), shared});
-  ASSERT_EQ(listing.size(), 2U);
-  std::vector<std::vector<std::string>> rows(listing[0].files.size());
-  std::ranges::transform(listing[0].files, rows.begin(), [](const ListedFile& file) {
-    return std::vector{file.name, file.label, file.reason};
-  });
-  EXPECT_EQ(
-      rows,
-      (std::vector<std::vector<std::string>>{
-          {"another.plist", "org.example.twice", ambiguous},
-          {"bad\xFF.plist", "", "has a name that is not valid UTF-8"},
-          {"com.apple.job.plist", "com.apple.job", "has a label that is protected or not allowed"},
-          {"foreign.plist", "", "belongs to another user than this folder demands"},
-          {"org.example.job.plist", "org.example.job", ""},
-          {"org.example.twice.plist", "org.example.twice", ambiguous}}));
-  EXPECT_EQ(listing[1].failure, "No such file or directory");
-  EXPECT_EQ(filesOfItem(listing, "userAgent|org.example.twice").size(), 2U);
-  EXPECT_TRUE(filesOfItem(listing, "sharedAgent|org.example.twice").empty());
-}
 
 // What a hostile user could put into a shared folder, or another system into a name.
 const ItemListing hostile = {
