@@ -218,7 +218,7 @@ class Race(AttackTestCase):
         self.assertLess(missed, 0.1 * removed, "far more often than the window is open")
 
     def test_exchanges_without_pause_delete_no_more_than_the_window_lets_them(self):
-        self.attack(Attacker.run_without_pause, times(300_000, 10_000_000))
+        self.attack(Attacker.run_without_pause, times(300_000, 3_000_000))
 
 
 if __name__ == "__main__":
