@@ -41,9 +41,9 @@ ItemListing listItems(const std::vector<Location>& locations) {
   ItemListing listing;
   for (const Location& location : locations) listing.push_back({location.directory, "", {}});
   const CandidateDiscovery discovery = discoverCandidates(locations, [&](const ExaminedFile& file) {
-    const auto folder =
-        std::ranges::find(listing, file.location.directory, &ListedFolder::directory);
-    folder->files.push_back(
+    // By its place: a home in "/" makes two locations of one folder.
+    const auto place = static_cast<std::size_t>(&file.location - locations.data());
+    listing[place].files.push_back(
         {std::string(file.name), file.location.kind, file.reading.label, reasonAgainst(file)});
   });
   for (ListedFolder& folder : listing) {

@@ -9,6 +9,7 @@
 #include "removal/candidate_discovery.h"
 #include "removal/legacy_background_item_removal_error.h"
 #include "removal/removal_request.h"
+#include "runner/helper_command_error.h"
 
 namespace velmora {
 namespace {
@@ -31,16 +32,23 @@ std::vector<const Candidate*> match(const std::vector<RemovalRequest>& requests,
   return selected;
 }
 
+// Files enough, or large enough, would otherwise have the helper read for their user, and refuse
+// everybody else, as long as that user likes. What is raised is what the first item's first
+// command would raise after the deadline.
+void endAt(double deadline) {
+  if (systemUptime() >= deadline) throw HelperCommandError::timedOut("launchctl");
+}
+
 }  // namespace
 
 std::vector<std::string> PrivilegedLegacyBackgroundItemRemovalService::removeItems(
     const std::vector<std::string>& entries, const std::stop_token& cancellation) const {
-  const double start = systemUptime();
+  const double deadline = systemUptime() + RemovalBudgetSeconds;
   const std::vector<RemovalRequest> requests = validateRequest(entries);
-  const CandidateDiscovery discovery = discoverCandidates(resolveLocations());
+  const CandidateDiscovery discovery =
+      discoverCandidates(resolveLocations(), [deadline](const ExaminedFile&) { endAt(deadline); });
   const std::vector<const Candidate*> selected = match(requests, discovery);
   const std::filesystem::path folder = prepareArchiveDirectory(archiveBaseDirectory);
-  const double deadline = start + RemovalBudgetSeconds;
 
   std::vector<std::string> removed;
   removed.reserve(selected.size());

@@ -25,8 +25,8 @@ struct PrivilegedLegacyBackgroundItemRemovalService {
   std::shared_ptr<const HelperCommandRunning> runner;  // for launchctl
 
   // Removes the items whose keys are `entries` and returns the keys of what was removed, in that
-  // order, with the labels as their files had them. Starts no launchctl once RemovalBudgetSeconds
-  // have passed since its beginning. `cancellation` is looked at before each item.
+  // order, with the labels as their files had them. Reads no further file and starts no launchctl
+  // once RemovalBudgetSeconds have passed since its beginning. `cancellation` is looked at before each item.
   // Raises the first error met, unchanged; items removed before it stay removed and archived, the
   // failed item is as removeCandidate leaves it, later ones are untouched. Besides what the steps
   // raise: LegacyBackgroundItemRemovalError::ambiguousItem and itemNotFound, with nothing touched,

@@ -75,8 +75,9 @@ void removeCandidateFile(const Candidate& candidate) {
   // call deletes a file by its descriptor or on condition of its content, so the window can only
   // be kept this short. The folder itself cannot be exchanged: it is held open.
   if (::unlinkat(directory.get(), name.c_str(), 0) != 0) {
+    const int code = errno;
     throw LegacyBackgroundItemRemovalError::removalFailed(candidate.label,
-                                                          std::generic_category().message(errno));
+                                                          std::generic_category().message(code));
   }
   tryToSynchronize(directory, parent);
 }

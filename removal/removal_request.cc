@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <unordered_set>
+#include <utility>
 
 #include "platform/text.h"
 #include "removal/launchd_label.h"
@@ -45,8 +46,15 @@ std::vector<RemovalRequest> validateRequest(const std::vector<std::string>& entr
   }
   if (distinct.empty()) throw LegacyBackgroundItemRemovalError::invalidRequest();
 
+  // Entries that differ in the separators before them name one item; removing it twice would fail
+  // the second time, after it is gone.
+  seen.clear();
   std::vector<RemovalRequest> requests;
-  for (const std::string_view entry : distinct) requests.push_back(parseRequestEntry(entry));
+  for (const std::string_view entry : distinct) {
+    RemovalRequest request = parseRequestEntry(entry);
+    const bool isNew = seen.insert(canonicalForm(itemKey(request.kind, request.label))).second;
+    if (isNew) requests.push_back(std::move(request));
+  }
   return requests;
 }
 

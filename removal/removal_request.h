@@ -17,7 +17,7 @@ struct RemovalRequest {
 
 inline constexpr std::size_t maximumRequestedItems = 128;
 
-// The requests that `entries` (item keys, UTF-8) stand for, in their order, each distinct entry
+// The requests that `entries` (item keys, UTF-8) stand for, in their order, each distinct item
 // once; entries that are canonically equivalent are one.
 // Raises LegacyBackgroundItemRemovalError::invalidRequest, not saying which entry is wrong, unless
 // there are 1 to maximumRequestedItems distinct ones and each is well-formed.

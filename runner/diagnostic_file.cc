@@ -26,7 +26,7 @@ std::filesystem::path freshPath() {
   }
 }
 
-// The first bytes of the file, as many as count; fewer when reading them fails.
+// The first bytes of the file, as many as count; none when reading them fails.
 std::string readBeginning(int descriptor) {
   std::string bytes(DiagnosticFile::maximumBytes, '\0');
   std::size_t size = 0;

@@ -1,5 +1,10 @@
 #include "platform/linux/bus.h"
 
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+
 #include "platform/platform_error.h"
 #include "protocol/build_constants.h"
 
@@ -13,6 +18,14 @@ const std::string& busInterface() {
 
 std::string busSocketPath(const std::string& machServiceName) {
   return "/run/" + machServiceName + ".socket";
+}
+
+sockaddr_un socketAddress(const std::string& path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  if (path.size() >= sizeof address.sun_path) throw PlatformError("open", path, ENAMETOOLONG);
+  std::ranges::copy(path, address.sun_path);
+  return address;
 }
 
 Bus newBus() {

@@ -2,6 +2,7 @@
 // D-Bus wire protocol, peer to peer, on a socket of the service's own. sd-bus(3).
 #pragma once
 
+#include <sys/un.h>
 #include <systemd/sd-bus.h>
 
 #include <memory>
@@ -27,6 +28,9 @@ const std::string& busInterface();
 
 // "/run/<service name>.socket"
 std::string busSocketPath(const std::string& machServiceName);
+
+// The address of the local socket at `path`. Raises PlatformError when the path is too long.
+sockaddr_un socketAddress(const std::string& path);
 
 // A new bus, not started. Raises PlatformError.
 Bus newBus();

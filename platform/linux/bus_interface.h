@@ -17,7 +17,7 @@ class ExportedInterface {
   // Raises PlatformError.
   void addTo(sd_bus* bus);
 
-  // True once a call could not be answered, or only in a way that nobody may see: the
+  // True once a call could not be answered, or once its peer is no longer admitted: the
   // connection must end then.
   bool isBroken() const { return broken_; }
   void setBroken() { broken_ = true; }

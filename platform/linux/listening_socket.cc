@@ -2,13 +2,12 @@
 
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <systemd/sd-daemon.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 
+#include "platform/linux/bus.h"
 #include "platform/platform_error.h"
 
 namespace velmora {
@@ -27,16 +26,8 @@ FileDescriptor inheritedSocket() {
   return FileDescriptor(SD_LISTEN_FDS_START);
 }
 
-sockaddr_un addressOf(const std::string& path) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (path.size() >= sizeof address.sun_path) throw PlatformError("open", path, ENAMETOOLONG);
-  std::ranges::copy(path, address.sun_path);
-  return address;
-}
-
-FileDescriptor newSocket(const std::string& path) {
-  FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+FileDescriptor newSocket(const std::string& path, int flags = 0) {
+  FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | flags, 0));
   if (!socket.isOpen()) throw PlatformError("open", path, errno);
   return socket;
 }
@@ -50,10 +41,12 @@ void removeStaleSocket(const std::string& path, const sockaddr_un& address) {
   struct stat status {};
   if (::lstat(path.c_str(), &status) != 0) throw PlatformError("open", path, errno);
   if (!S_ISSOCK(status.st_mode)) throw PlatformError("open", path, EEXIST);
-  const FileDescriptor knocking = newSocket(path);
+  // Without waiting: a helper that is stopped may have as many newcomers as it can hold.
+  const FileDescriptor knocking = newSocket(path, SOCK_NONBLOCK);
   const int result =
       ::connect(knocking.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
-  if (result == 0) throw PlatformError("open", path, "another helper already serves it");
+  if (result == 0 || errno == EAGAIN)
+    throw PlatformError("open", path, "another helper already serves it");
   if (errno != ECONNREFUSED) throw PlatformError("open", path, errno);
   if (::unlink(path.c_str()) != 0) throw PlatformError("replace", path, errno);
 }
@@ -64,7 +57,7 @@ FileDescriptor openListeningSocket(const std::string& path) {
   FileDescriptor inherited = inheritedSocket();
   if (inherited.isOpen()) return inherited;
 
-  const sockaddr_un address = addressOf(path);
+  const sockaddr_un address = socketAddress(path);
   FileDescriptor socket = newSocket(path);
   if (!bindTo(socket, address)) {
     if (errno != EADDRINUSE) throw PlatformError("open", path, errno);

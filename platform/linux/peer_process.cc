@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/socket.h>
 
 extern "C" {
 #include <sys/pidfd.h>  // glibc 2.36 forgets that C++ may include it
@@ -51,12 +50,17 @@ PeerProcess::FileIdentity PeerProcess::identityOf(const struct stat& status) {
   return {status.st_dev, status.st_ino, status.st_ctim};
 }
 
-PeerProcess::PeerProcess(int socket) : socket_(socket), process_(0), user_(0) {
+ucred credentialsAtOtherEnd(int socket) {
   ucred credentials{};
   socklen_t size = sizeof credentials;
   if (::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) {
     throw PlatformError("identify", "the client", errno);
   }
+  return credentials;
+}
+
+PeerProcess::PeerProcess(int socket) : socket_(socket), process_(0), user_(0) {
+  const ucred credentials = credentialsAtOtherEnd(socket);
   process_ = credentials.pid;
   user_ = credentials.uid;
 }

@@ -1,9 +1,11 @@
 // The process at the other end of a connection, known by the kernel's word alone: SO_PEERCRED and
-// SO_PEERPIDFD, unix(7). A development stand-in: here, unlike on macOS, a genuine process can be
-// made to run foreign code after it has connected (exec, LD_PRELOAD, ptrace), or can pass its
-// connection on.
+// SO_PEERPIDFD, unix(7). A kernel before 6.5 has no SO_PEERPIDFD and only tells the number, which
+// may have passed on to another process. A development stand-in: here, unlike on macOS, a genuine
+// process can be made to run foreign code after it has connected (exec, LD_PRELOAD, ptrace), or can
+// pass its connection on.
 #pragma once
 
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 
@@ -12,6 +14,9 @@
 namespace velmora {
 
 class CodeRequirement;
+
+// Who connected, as the kernel noted it then: unix(7). Raises PlatformError.
+ucred credentialsAtOtherEnd(int socket);
 
 class PeerProcess {
  public:

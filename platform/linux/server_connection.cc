@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/linux/bus_interface.h"
+#include "platform/memory.h"
 #include "platform/process_info.h"
 
 namespace velmora {
@@ -52,13 +53,13 @@ bool waitForMore(sd_bus* bus, double authenticationDeadline) {
   return result >= 0 || result == -EINTR;
 }
 
-void processUntilClosed(sd_bus* bus, const ExportedInterface& interface,
-                        double authenticationDeadline) {
-  while (!interface.isBroken() && deliverReplies(bus)) {
-    const int result = ::sd_bus_process(bus, nullptr);
-    if (result < 0) return;
-    if (result == 0 && !waitForMore(bus, authenticationDeadline)) return;
-  }
+// A usual message comes whole, or in a few parts of at most what the socket holds.
+constexpr unsigned usualParts = 16;
+
+// Whether no more memory is left than the system's reserve.
+bool isMemoryShort() {
+  constexpr std::uint64_t reserveBegins = 2 << 20;
+  return spareMemoryBytes() < reserveBegins;
 }
 
 }  // namespace
@@ -72,6 +73,7 @@ class ServerConnection::ExportedObject : public ExportedInterface {
   // A filter runs before everything else that answers, introspection included.
   static int filter(sd_bus_message* message, void* userdata, sd_bus_error* /*error*/) noexcept {
     auto& self = *static_cast<ExportedObject*>(userdata);
+    self.messageHasCome_ = true;
     try {
       // The bus's own word that the connection has ended comes after the socket is closed, when
       // its number may already be another client's.
@@ -84,8 +86,23 @@ class ServerConnection::ExportedObject : public ExportedInterface {
     return 1;
   }
 
+  // Ends the connection also when memory is short and an unusual message is on its way: the bus
+  // keeps what has come of one, up to 128 MiB, and each of a user's connections can have its own.
+  void processUntilClosed(sd_bus* bus, double authenticationDeadline) {
+    while (!isBroken() && deliverReplies(bus)) {
+      messageHasCome_ = false;
+      const int result = ::sd_bus_process(bus, nullptr);
+      if (result < 0) return;
+      if (result > 0) parts_ = messageHasCome_ ? 0 : parts_ + 1;
+      if (parts_ > usualParts && isMemoryShort()) return;
+      if (result == 0 && !waitForMore(bus, authenticationDeadline)) return;
+    }
+  }
+
  private:
   ServerConnection& connection_;
+  bool messageHasCome_ = false;
+  unsigned parts_ = 0;  // that have come of the next message
 };
 
 ServerConnection::ServerConnection(FileDescriptor socket)
@@ -116,7 +133,7 @@ void ServerConnection::serve() {
   const Bus bus = startServer(std::move(socket_));
   checkBus(::sd_bus_add_filter(bus.get(), nullptr, ExportedObject::filter, &exported));
   exported.addTo(bus.get());
-  processUntilClosed(bus.get(), exported, authenticationDeadline);
+  exported.processUntilClosed(bus.get(), authenticationDeadline);
 }
 
 }  // namespace velmora

@@ -32,8 +32,16 @@ std::size_t writeWithoutWaiting(std::string_view line) noexcept {
 std::string escapingControlCharacters(std::string_view message) {
   constexpr char digits[] = "0123456789ABCDEF";
   std::string result;
-  for (const char character : message) {
+  for (std::size_t at = 0; at < message.size(); ++at) {
+    const char character = message[at];
     const auto byte = static_cast<unsigned char>(character);
+    // U+0080 to U+009F control a terminal too; in UTF-8 they are this byte and the last one.
+    const auto next = static_cast<unsigned char>(at + 1 < message.size() ? message[at + 1] : 0);
+    if (byte == 0xC2 && next >= 0x80 && next < 0xA0) {
+      ++at;
+      result += {'\\', 'x', digits[next >> 4], digits[next & 0x0F]};
+      continue;
+    }
     switch (character) {
       case '\\':
         result += "\\\\";

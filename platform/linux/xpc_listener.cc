@@ -1,5 +1,5 @@
 #include <fcntl.h>
-#include <sys/socket.h>
+#include <malloc.h>
 
 #include <cerrno>
 #include <csignal>
@@ -12,6 +12,7 @@
 #include "platform/linux/bus.h"
 #include "platform/linux/connection_limits.h"
 #include "platform/linux/listening_socket.h"
+#include "platform/linux/peer_process.h"
 #include "platform/linux/server_connection.h"
 #include "platform/platform_error.h"
 #include "platform/xpc.h"
@@ -28,13 +29,13 @@ void occupyStandardDescriptors() {
   } while (device.get() <= 2 && device.release() >= 0);
 }
 
-uid_t userAtOtherEnd(const FileDescriptor& socket) {
-  ucred credentials{};
-  socklen_t size = sizeof credentials;
-  if (::getsockopt(socket.get(), SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) {
-    throw PlatformError("identify", "the client", errno);
-  }
-  return credentials.uid;
+// Has a large request's memory go back to the system with the request. Left to itself, the C
+// library raises its limit with the first one, and then each thread's share of the heap keeps the
+// next ones.
+void returnLargeBlocksWhenFreed() {
+  constexpr int largeBlockBytes = 256 * 1024;
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): there is no other thread yet.
+  ::mallopt(M_MMAP_THRESHOLD, largeBlockBytes);
 }
 
 }  // namespace
@@ -47,6 +48,7 @@ class XPCListener::Implementation {
 
   void resume() {
     occupyStandardDescriptors();
+    returnLargeBlocksWhenFreed();
     // Writing to a client or a log reader that is gone is an error of that write alone.
     ::signal(SIGPIPE, SIG_IGN);
     socket_.emplace(openListeningSocket(busSocketPath(name_)));
@@ -61,7 +63,8 @@ class XPCListener::Implementation {
   // Gives a newcomer a thread of its own. Over a limit, or out of threads or memory, it is closed.
   void startServing(FileDescriptor socket) noexcept {
     try {
-      std::optional<ConnectionLimits::Place> place = limits_.take(userAtOtherEnd(socket));
+      std::optional<ConnectionLimits::Place> place =
+          limits_.take(credentialsAtOtherEnd(socket.get()).uid);
       if (!place) return;
       std::thread([this, socket = std::move(socket), place = std::move(place)]() mutable {
         serve(std::move(socket));

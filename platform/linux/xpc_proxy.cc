@@ -1,7 +1,5 @@
 #include <sys/socket.h>
-#include <sys/un.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <system_error>
@@ -35,10 +33,7 @@ void check(int result) {
 }
 
 FileDescriptor connectTo(const std::string& path) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (path.size() >= sizeof address.sun_path) refuse(ENAMETOOLONG);
-  std::ranges::copy(path, address.sun_path);
+  const sockaddr_un address = socketAddress(path);
   FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   if (!socket.isOpen() ||
       ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {

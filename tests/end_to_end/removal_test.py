@@ -5,11 +5,11 @@ import os
 import plistlib
 import re
 import stat
-import struct
 import time
 from pathlib import Path
 
-from stage_support import BUSY, USERS, Client, StageTestCase, eventually, main
+from stage_support import (BUSY, USERS, Client, StageTestCase, eventually, main,
+                           removal_request)
 
 ALICE = Path("/Users/alice/Library/LaunchAgents")
 FOLDERS = {"userAgent": ALICE, "sharedAgent": Path("/Library/LaunchAgents"),
@@ -23,11 +23,9 @@ UNSAFE = "{} contains a symbolic link or is unavailable, so Velmora stopped safe
 
 def remove(*keys, user="alice", data=None):
     """(ok, the keys removed, message)."""
-    data = json.dumps(keys).encode() if data is None else data
     with Client(user) as client:
         client.socket.settimeout(60)
-        ok, response, text = client.call("removeLegacyBackgroundItems", signature="ay",
-                                         body=struct.pack("<I", len(data)) + data)
+        ok, response, text = client.remove(*keys, data=data)
     return ok, json.loads(response) if ok else response, text
 
 
@@ -221,9 +219,7 @@ class Removal(StageTestCase):
         item = self.item("item")
         with self.held("launchctl.print") as release, Client("bob") as other:
             with Client("alice") as client:
-                data = json.dumps([item.key]).encode()
-                client.request("removeLegacyBackgroundItems", signature="ay",
-                               body=struct.pack("<I", len(data)) + data)
+                client.request(**removal_request(item.key))
                 eventually(self.new_calls, "the probe")
                 self.assertEqual(remove("userAgent|a", user="bob"), (False, b"", BUSY))
                 self.assertEqual(other.call("freeMemoryWithReply"), (False, BUSY))

@@ -6,6 +6,7 @@ connect is the effective user at that moment.
 """
 
 import contextlib
+import json
 import os
 import re
 import shutil
@@ -55,6 +56,13 @@ def message(member, serial=1, path="/", interface=INTERFACE, signature="", body=
         fields = padded(fields) + b"\x08\1g\0" + bytes([len(signature)]) + signature.encode() + b"\0"
     header = struct.pack("<cBBBIII", b"l", kind, 0, 1, len(body), serial, len(fields))
     return padded(header + fields) + body
+
+
+def removal_request(*keys, data=None):
+    """The parts of a message that asks for these items, or of these bytes."""
+    data = json.dumps(keys).encode() if data is None else data
+    return dict(member="removeLegacyBackgroundItems", signature="ay",
+                body=struct.pack("<I", len(data)) + data)
 
 
 def values_in(data, signature, at=0):
@@ -153,6 +161,9 @@ class Client:
 
     def version(self):
         return self.call("protocolVersionWithReply")
+
+    def remove(self, *keys, data=None):
+        return self.call(**removal_request(*keys, data=data))
 
 
 def free_memory(user="alice"):
@@ -258,6 +269,11 @@ class StageTestCase(unittest.TestCase):
     def assert_logged(self, *texts):
         """Exactly these lines are new in the helper's log."""
         self.assertEqual(self.new_log(), [f"{SERVICE} {text}" for text in texts])
+
+    def connect(self, *arguments, **options):
+        client = Client(*arguments, **options)
+        self.addCleanup(client.socket.close)
+        return client
 
     def assert_served(self, user="bob"):
         with Client(user) as client:

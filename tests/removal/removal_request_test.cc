@@ -62,6 +62,7 @@ TEST(RemovalRequest, countsEntriesThatAreTheSame) {
   EXPECT_TRUE(isRefused({}));
 
   EXPECT_EQ(validateRequest({"userAgent|\u00E9", "userAgent|e\u0301"}).size(), 1U);
+  EXPECT_EQ(validateRequest({"userAgent|a", "|userAgent|a"}).size(), 1U);
   EXPECT_EQ(validateRequest({"userAgent|a", "userAgent|A", "sharedAgent|a"}).size(), 3U);
 }
 

@@ -321,21 +321,41 @@ TEST_F(HelperCommandRunnerTest, waitsForGrandchildThatHoldsStandardError) {
   EXPECT_EQ(::waitpid(grandchild, nullptr, 0), grandchild);
 }
 
-TEST_F(HelperCommandRunnerTest, mixesUpRunsAtTheSameTime) {
-  const auto manyRuns = [](int thread) {
-    int wrong = 0;
-    for (int i = 0; i < 20; ++i) {
-      const std::string text = std::to_string(100 + thread) + " " + std::to_string(100 + i);
-      const auto result = run({"words", text});
-      if (!result.succeeded() || result.diagnostic != "7:" + text) ++wrong;
-    }
-    return wrong;
-  };
+// How many of many runs at the same time are not as `isRight`, called with a number for each, finds
+// them.
+int wrongRuns(const std::function<bool(int)>& isRight) {
   std::array<std::future<int>, 8> threads;
-  for (int thread = 0; auto& wrong : threads) {
-    wrong = std::async(std::launch::async, manyRuns, thread++);
+  for (int thread = 0; auto& each : threads) {
+    each = std::async(std::launch::async, [&isRight, number = 100 * thread++] {
+      int wrong = 0;
+      for (int i = 0; i < 20; ++i) wrong += isRight(number + i) ? 0 : 1;
+      return wrong;
+    });
   }
-  for (auto& wrong : threads) EXPECT_EQ(wrong.get(), 0);
+  int wrong = 0;
+  for (auto& each : threads) wrong += each.get();
+  return wrong;
+}
+
+TEST_F(HelperCommandRunnerTest, mixesUpRunsAtTheSameTime) {
+  EXPECT_EQ(wrongRuns([](int number) {
+              const std::string text = std::to_string(1000 + number);
+              const auto result = run({"words", text});
+              return result.succeeded() && result.diagnostic == "4:" + text;
+            }),
+            0);
+}
+
+TEST_F(HelperCommandRunnerTest, losesTrackOfToolThatEndsWhileItIsSignalled) {
+  EXPECT_EQ(wrongRuns([](int number) {
+              const std::string life = std::to_string(number % 20 * 500);  // around the limit
+              try {
+                return run({"exit-after", life}, 0.005).status == 3;
+              } catch (const HelperCommandError& error) {
+                return error.kind() == HelperCommandError::Case::timedOut;
+              }
+            }),
+            0);
 }
 
 }  // namespace

@@ -90,6 +90,10 @@ int main(int argc, char** argv, char** environment) {
   if (mode == "grandchild") leaveGrandchild();
   if (mode == "create" && argc > 2) std::ofstream(argv[2]) << "started";
   if (mode == "signal" && argc > 2) ::raise(std::atoi(argv[2]));  // NOLINT(cert-err34-c)
+  if (mode == "exit-after" && argc > 2) {
+    ::usleep(static_cast<useconds_t>(std::atoi(argv[2])));  // NOLINT(cert-err34-c)
+    return 3;
+  }
   if (mode == "flood") writeForever();
   if (mode == "ignore-terminate") ::signal(SIGTERM, SIG_IGN);
   if (mode == "exit-on-terminate") ::signal(SIGTERM, [](int) { ::_exit(0); });

@@ -1,0 +1,87 @@
+"""What the attackers share: how much of each attack there is, and what is at rest after it.
+
+Without VELMORA_ATTACK=full each attack is bounded to some seconds; so is it in a helper that a
+sanitizer slows down, whose memory says nothing either.
+"""
+
+import contextlib
+import os
+import resource
+import sys
+import traceback
+from pathlib import Path
+
+from stage_support import (HELPER, StageTestCase, eventually, free_memory, main,
+                           resident_bytes)
+
+SANITIZED = b"__asan_init" in (program := Path(HELPER).read_bytes()) or b"__tsan_init" in program
+FULL = os.environ.get("VELMORA_ATTACK") == "full" and not SANITIZED
+DONE = (True, "")
+RESIDENT_GROWTH = 32 << 20  # what the allocator may keep of a flood
+
+
+def times(bounded, full):
+    return full if FULL else bounded
+
+
+def tell(text):
+    print(text, file=sys.stderr, flush=True)
+
+
+@contextlib.contextmanager
+def process(routine, *arguments):
+    """A copy of this process, so a genuine client, that carries out `routine`; killed at the end.
+
+    Yields its process id.
+    """
+    pid = os.fork()
+    if pid == 0:
+        status = 1
+        try:
+            routine(*arguments)
+            status = 0
+        except BaseException:
+            traceback.print_exc()
+        finally:
+            os._exit(status)
+    try:
+        yield pid
+    finally:
+        with contextlib.suppress(ProcessLookupError, ChildProcessError):
+            os.kill(pid, 9)
+            os.waitpid(pid, 0)
+
+
+class AttackTestCase(StageTestCase):
+    def setUp(self):
+        super().setUp()
+        self.resident = resident_bytes(self.helper)
+
+    def check_helper(self):
+        super().check_helper()
+        eventually(lambda: free_memory("bob") == DONE, "the free lock")
+        self.check_memory(self._testMethodName)
+
+    def check_memory(self, when):
+        growth = resident_bytes(self.helper) - self.resident
+        tell(f"  {when}: {growth >> 10} KiB more resident")
+        if not SANITIZED:
+            self.assertLess(growth, RESIDENT_GROWTH)
+
+    def assert_served_again(self, user):
+        def is_served():
+            with contextlib.suppress(ConnectionError):
+                self.assert_served(user)
+                return True
+
+        eventually(is_served, "the places given back")
+
+    @contextlib.contextmanager
+    def limited(self, kind, soft):
+        """The helper under another limit of this kind."""
+        before = resource.prlimit(self.helper, kind)
+        resource.prlimit(self.helper, kind, (soft, before[1]))
+        try:
+            yield
+        finally:
+            resource.prlimit(self.helper, kind, before)

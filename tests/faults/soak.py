@@ -1,0 +1,124 @@
+"""Everything at once for a while: operations, removals, crowds, garbage, lost clients and tools
+that misbehave. Memory, descriptors and threads stay level meanwhile, and are given back after."""
+
+import contextlib
+import os
+import plistlib
+import random
+import signal
+import statistics
+import time
+from pathlib import Path
+
+from attack_support import SANITIZED, AttackTestCase, main, process, tell, times
+from flood_test import REMOVAL_CALL, VERSION_CALL, mutated
+from stage_support import (BUSY, CONTROL, STAFF, USERS, Client, descriptors, resident_bytes,
+                           threads)
+
+SECONDS = times(16, 600)
+SAMPLES = 160
+AGENTS = Path("/Users/alice/Library/LaunchAgents")
+OPERATIONS = ("flushDNSCacheWithReply", "rebuildSpotlightIndexWithReply", "freeMemoryWithReply",
+              "repairUserPermissionsWithReply", "thinLocalSnapshotsWithReply")
+TOOLS = ("dscacheutil", "killall", "mdutil", "diskutil", "tmutil", "purge", "launchctl.print",
+         "launchctl.bootout", "launchctl.bootstrap")
+MISDEEDS = ("exit=3", "signal=11", "signal=15", "sleep=0.3", "ignore-term", "stderr=no\\xff",
+            "run=head -c 200000 /dev/zero >&2", "run=setsid sleep 1 &", "run=kill -STOP $PPID &"
+            " sleep 0.2; kill -CONT $PPID")
+CALLS = (VERSION_CALL, REMOVAL_CALL)
+
+
+def operate(chance):
+    with Client(chance.choice(("alice", "user601"))) as client:
+        client.socket.settimeout(60)
+        for _ in range(chance.randint(1, 5)):
+            ok, text = client.call(chance.choice(OPERATIONS))
+            assert ok == (not text), text
+
+
+def remove(chance):
+    labels = [f"org.example.soak.{number}" for number in range(chance.randint(1, 3))]
+    files = [AGENTS / f"{label}.plist" for label in labels]
+    for label, file in zip(labels, files):
+        file.write_bytes(plistlib.dumps({"Label": label}))
+        os.chown(file, USERS["alice"], STAFF)
+        if chance.random() < 0.5:
+            Path("/stage/launchd/gui/501", label).touch()
+    with Client("alice") as client:
+        client.socket.settimeout(60)
+        ok, _, text = client.remove(*(f"userAgent|{label}" for label in labels))
+    assert ok == (not text), text
+    assert ok == (not any(file.exists() for file in files)), text
+    assert text != BUSY or all(file.exists() for file in files)
+
+
+def crowd(chance):
+    user = chance.choice(("alice", "user602"))
+    with contextlib.ExitStack() as clients:
+        for _ in range(chance.randint(1, 140)):
+            with contextlib.suppress(ConnectionError):
+                clients.enter_context(Client(user, authenticate=chance.random() < 0.8))
+        time.sleep(chance.random() / 2)
+
+
+def send_garbage(chance):
+    with contextlib.suppress(ConnectionError), Client("user603") as client:
+        client.send(mutated(chance, chance.choice(CALLS)))
+        client.send(chance.choice(CALLS) * chance.randint(1, 50))
+
+
+def lose_client(chance):
+    with process(lambda: operate(chance)) as lost:
+        time.sleep(chance.random() / 20)
+        if chance.random() < 0.5:
+            os.kill(lost, signal.SIGSTOP)
+            time.sleep(chance.random() / 5)
+
+
+def misbehave(chance):
+    tool = CONTROL / chance.choice(TOOLS)
+    (CONTROL / "new").write_text("\n".join(chance.choices(MISDEEDS, k=chance.randint(1, 3))))
+    (CONTROL / "new").rename(tool)
+    time.sleep(chance.random() / 2)
+    tool.unlink()
+    time.sleep(chance.random() / 2)
+
+
+def repeat(step, end):
+    chance = random.Random(step.__name__)
+    while time.monotonic() < end:
+        try:
+            step(chance)
+        except ConnectionError:  # refused: a crowd has taken all places of the user
+            time.sleep(0.05)
+
+
+class Soak(AttackTestCase):
+    def test_mixed_load_costs_no_more_at_its_end_than_at_its_beginning(self):
+        samples = []
+        end = time.monotonic() + SECONDS
+        with contextlib.ExitStack() as processes, self.connect("bob") as witness:
+            steps = [operate, remove, crowd, send_garbage, lose_client, misbehave]
+            running = [processes.enter_context(process(repeat, step, end)) for step in steps]
+            while time.monotonic() < end:
+                time.sleep(SECONDS / SAMPLES)
+                self.assertEqual(witness.version(), ("3",))
+                samples.append((resident_bytes(self.helper) >> 10, descriptors(self.helper),
+                                threads(self.helper)))
+            for step, pid in zip(steps, running):
+                self.assertEqual(os.waitpid(pid, 0)[1], 0, step.__name__)
+        for sample in samples[::max(1, len(samples) // 20)]:
+            tell("  %7d KiB resident, %3d descriptors, %3d threads" % sample)
+        quarter = len(samples) // 4
+        for name, column, spare in zip(("KiB resident", "descriptors", "threads"), zip(*samples),
+                                       (times(8192, 4096), 60, 60)):
+            first, last = (statistics.median(part) for part in
+                           (column[quarter:2 * quarter], column[-quarter:]))
+            tell(f"  {name}: median {first} in the second quarter, {last} in the last")
+            if not SANITIZED:
+                self.assertLess(last - first, spare, name)
+        self.new_log()
+
+
+if __name__ == "__main__":
+    main()
