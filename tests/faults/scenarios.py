@@ -15,7 +15,8 @@ import unittest
 from collections import Counter
 from pathlib import Path
 
-from attacker import AttackedHelper, ERRORS, FAIL, FULL, KILL, SCARCE, SHORT, SHORTEN, Fault, failing
+from attacker import (ERRORS, FAIL, FULL, KILL, SCARCE, SHORT, SHORTEN, AttackedHelper, Fault,
+                      failing)
 from removal_test import ARCHIVE, CHANGED, FOLDERS, UNSAFE, Item
 from stage_support import CONTROL as TOOL_CONTROL
 
@@ -141,7 +142,8 @@ class Attacked:
 
     def is_true(self, text, fault):
         reason = re.escape(os.strerror(getattr(errno, fault.error or "EIO")))
-        forms = [f"(Could not [a-z]+ .+|The background item \\S+ could not be removed): {reason}\\.",
+        forms = [f"Could not [a-z]+ .+: {reason}\\.",
+                 f"The background item \\S+ could not be removed: {reason}\\.",
                  "The maintenance helper could not create a secure diagnostic file\\."]
         if fault.error == "ENOMEM":
             forms += ["Out of memory\\."]
