@@ -1,6 +1,5 @@
-// Nothing but the seeds' own description may ever be trusted: build with CODE_SIGNING_ANCHORS
-// naming fuzz/code_signature_anchors.pem, the authority that two of the seeds lead to and whose key
-// is gone.
+// Nothing but the seeds' own description may ever be trusted: the key of the authority that two of
+// them lead to is gone.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

@@ -1,10 +1,13 @@
 #!/usr/bin/env python3
-"""Compares the property-list reader with an independent one: LOOKUP plistlib | gnustep | memory.
+"""Compares the property-list reader with an independent one.
+
+usage: property_list_differential_test.py LOOKUP plistlib [FOLDER] | gnustep | memory
 
 LOOKUP is the program property_list_lookup. The files are realistic job files and generated ones,
 in every format, always the same. What a file must yield is known from how it was made; the
 independent reader has to confirm it, as far as it can be trusted. What only Apple's reader takes
-is in property_list_test.cc. Exits with 77 where the independent reader is missing.
+is in property_list_test.cc. Exits with 77 where the independent reader is missing. With FOLDER,
+its files are compared instead, whatever they hold, as far as plistlib takes them.
 """
 import codecs
 import os
@@ -267,6 +270,35 @@ def compare(lookup, reader, folder):
     return failures
 
 
+class FirstKept(dict):
+    """Of a key that comes twice in a binary file, the reader keeps the first value."""
+
+    def __setitem__(self, key, value):
+        if key not in self:
+            super().__setitem__(key, value)
+
+
+def compare_found(lookup, folder):
+    paths = sorted(folder.iterdir())
+    failures = compared = 0
+    for path, ours in zip(paths, look_up(lookup, paths), strict=True):
+        bytes_ = path.read_bytes()
+        try:
+            value = plistlib.loads(bytes_, dict_type=FirstKept if bytes_.startswith(b"bplist") else dict)
+        except Exception:  # plistlib raises whatever it stumbles over
+            continue
+        # Of a binary file, plistlib checks neither what the keys are nor all that makes it up.
+        strange = isinstance(value, dict) and not all(isinstance(key, str) for key in value)
+        if bytes_.startswith(b"bplist") and (ours[0] == REFUSED or strange):
+            continue
+        compared += 1
+        if ours != expected(value):
+            failures += 1
+            print(f"{path}: {ours}, plistlib says {expected(value)}:\n{bytes_!r}")
+    print(f"{len(paths)} files, {compared} of them compared with plistlib, {failures} failures")
+    return failures
+
+
 def check_memory(lookup, folder):
     """Whether hostile files are read with a small multiple of their size."""
     size = 4 << 20
@@ -299,6 +331,8 @@ def main():
     if reader == "gnustep" and not shutil.which("pldes"):
         print("skipped: GNUstep's pldes (package gnustep-base-runtime) is not installed")
         return 77
+    if len(sys.argv) > 3:
+        return bool(compare_found(lookup, pathlib.Path(sys.argv[3])))
     with tempfile.TemporaryDirectory() as folder:
         if reader == "memory":
             return bool(check_memory(lookup, pathlib.Path(folder)))

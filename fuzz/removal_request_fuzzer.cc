@@ -1,0 +1,40 @@
+// Whatever a client sends must become a request that may be acted on, or one of two errors.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+#include <unordered_set>
+
+#include "platform/json.h"
+#include "platform/text.h"
+#include "removal/launchd_label.h"
+#include "removal/legacy_background_item_removal_error.h"
+#include "removal/removal_request.h"
+
+namespace {
+
+void require(bool condition) {
+  if (!condition) std::abort();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string_view json(reinterpret_cast<const char*>(data), size);
+  try {
+    const std::vector<std::string> entries = velmora::decodeStringArray(json);
+    require(velmora::decodeStringArray(velmora::encodeStringArray(entries)) == entries);
+
+    std::unordered_set<std::string> keys;
+    for (const auto& [kind, label] : velmora::validateRequest(entries)) {
+      require(velmora::isAllowedLabel(label));
+      require(keys.insert(velmora::canonicalForm(velmora::itemKey(kind, label))).second);
+    }
+    require(!keys.empty() && keys.size() <= velmora::maximumRequestedItems);
+  } catch (const velmora::JSONError&) {
+  } catch (const velmora::LegacyBackgroundItemRemovalError& error) {
+    require(error.kind() == velmora::LegacyBackgroundItemRemovalError::Case::invalidRequest);
+  }
+  return 0;
+}
