@@ -3,10 +3,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <csignal>
 #include <cstdio>
-#include <iostream>
 #include <string_view>
 
 #include "client/exit_status.h"
@@ -46,8 +46,12 @@ bool canAskForConfirmation() {
 bool confirm(const std::string& question) {
   const InterruptEndsProcess interrupt;
   std::fprintf(stderr, "%s [y/N] ", question.c_str());
-  std::string answer;
-  if (!std::getline(std::cin, answer)) std::fputs("\n", stderr);
+  // A terminal gives a line at a time, never a longer one: termios(3).
+  std::array<char, 4096> line{};
+  const ssize_t size = ::read(STDIN_FILENO, line.data(), line.size());
+  if (size <= 0) std::fputs("\n", stderr);
+  std::string answer(line.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+  if (answer.ends_with('\n')) answer.pop_back();
   std::ranges::transform(answer, answer.begin(), [](unsigned char character) {
     return static_cast<char>(std::tolower(character));
   });
