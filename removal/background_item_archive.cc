@@ -43,7 +43,7 @@ const std::filesystem::path& defaultArchiveBaseDirectory() {
 std::filesystem::path prepareArchiveDirectory(const std::filesystem::path& base) {
   createDirectories(base);
   checkIsRealDirectory(base);
-  const std::filesystem::path folder = base / uuidString();
+  std::filesystem::path folder = base / uuidString();
   createDirectory(folder);
   return folder;
 }
@@ -51,7 +51,7 @@ std::filesystem::path prepareArchiveDirectory(const std::filesystem::path& base)
 ArchiveEntry writeArchiveEntry(const Candidate& candidate, const std::filesystem::path& folder,
                                std::uint32_t clientUserIdentifier) {
   const std::string stem = lowercased(uuidString());
-  const ArchiveEntry entry{folder / (stem + ".plist"), folder / (stem + ".json")};
+  ArchiveEntry entry{folder / (stem + ".plist"), folder / (stem + ".json")};
   const ArchiveMetadata metadata = metadataOf(candidate, clientUserIdentifier);
   const uid_t owner = ::geteuid();
   try {

@@ -30,7 +30,7 @@ class ProtectedFileOperationsTest : public testing::Test {
 
   Error refusal() {
     const std::size_t before = openDescriptors();
-    const Error error = raised<Error>([this] { removeCandidateFile(candidate); });
+    Error error = raised<Error>([this] { removeCandidateFile(candidate); });
     EXPECT_EQ(openDescriptors(), before);
     return error;
   }

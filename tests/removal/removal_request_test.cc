@@ -49,6 +49,7 @@ TEST(RemovalRequest, splitsEntriesInTheWrongPlace) {
 
 TEST(RemovalRequest, countsEntriesThatAreTheSame) {
   std::vector<std::string> entries;
+  entries.reserve(600);
   for (int i = 0; i < 128; ++i) entries.push_back("userAgent|org.example." + std::to_string(i));
   for (int i = 0; i < 400; ++i) entries.push_back(entries.front());
   const std::vector<RemovalRequest> requests = validateRequest(entries);

@@ -29,6 +29,7 @@ class RemovalTransactionTest : public testing::Test {
   std::vector<std::string> remove(const std::vector<std::string>& labels,
                                   const std::stop_token& cancellation = {}) const {
     std::vector<std::string> entries;
+    entries.reserve(labels.size());
     for (const std::string& label : labels) entries.push_back("userAgent|" + label);
     return service().removeItems(entries, cancellation);
   }
@@ -60,7 +61,7 @@ class RemovalTransactionTest : public testing::Test {
   }
 
   // The job is loaded, and `verb` ends like this.
-  void endWith(const std::string& verb, HelperCommandResult result) const {
+  void endWith(const std::string& verb, const HelperCommandResult& result) const {
     launchctl->answer = [verb, result](const std::string& called) {
       return called == verb ? result : HelperCommandResult{0, true, ""};
     };
