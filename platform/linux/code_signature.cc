@@ -84,7 +84,7 @@ std::optional<std::string> onlyOrganizationalUnit(const X509* certificate) {
 }
 
 // Extensions that say nothing are refused as well: without its flag, a usage reads as everything.
-bool mayOnlySignCode(X509* certificate) {
+bool isLeafThatMaySignCode(X509* certificate) {
   const std::uint32_t present = X509_get_extension_flags(certificate);
   // X509_check_ca alone passes an authority whose key usage leaves out signing certificates.
   if ((present & (EXFLAG_INVALID | EXFLAG_CA)) != 0 || X509_check_ca(certificate) != 0) {
@@ -107,7 +107,7 @@ Store loadAnchors() {
     if (X509_STORE_add_cert(store.get(), anchor.get()) != 1) return nullptr;
   }
   // The library's default for signed messages is the mail purpose; the leaf's own purpose is
-  // looked at by mayOnlySignCode.
+  // looked at by isLeafThatMaySignCode.
   X509_STORE_set_purpose(store.get(), X509_PURPOSE_ANY);
   // Refuses keys and digests weaker than 112 bits: SSL_CTX_set_security_level(3), level 2.
   X509_VERIFY_PARAM_set_auth_level(X509_STORE_get0_param(store.get()), 2);
@@ -166,7 +166,7 @@ std::optional<CodeSignature::Content> CodeSignature::parseContent(std::string_vi
 bool CodeSignature::isTrusted() const {
   const Store anchors = loadAnchors();
   const bool trusted =
-      anchors && mayOnlySignCode(signer_) &&
+      anchors && isLeafThatMaySignCode(signer_) &&
       CMS_verify(message_.get(), nullptr, anchors.get(), nullptr, nullptr, CMS_BINARY) == 1;
   ERR_clear_error();
   return trusted;
