@@ -53,9 +53,6 @@ bool waitForMore(sd_bus* bus, double authenticationDeadline) {
   return result >= 0 || result == -EINTR;
 }
 
-// A usual message comes whole, or in a few parts of at most what the socket holds.
-constexpr unsigned usualParts = 16;
-
 // Whether no more memory is left than the system's reserve.
 bool isMemoryShort() {
   constexpr std::uint64_t reserveBegins = 2 << 20;
@@ -86,15 +83,17 @@ class ServerConnection::ExportedObject : public ExportedInterface {
     return 1;
   }
 
-  // Ends the connection also when memory is short and an unusual message is on its way: the bus
+  // Ends the connection also when memory is short and only a part of a message has come: the bus
   // keeps what has come of one, up to 128 MiB, and each of a user's connections can have its own.
+  // A usual call is small enough to come whole.
   void processUntilClosed(sd_bus* bus, double authenticationDeadline) {
     while (!isBroken() && deliverReplies(bus)) {
+      const bool isAuthenticated = ::sd_bus_is_ready(bus) > 0;
       messageHasCome_ = false;
       const int result = ::sd_bus_process(bus, nullptr);
       if (result < 0) return;
-      if (result > 0) parts_ = messageHasCome_ ? 0 : parts_ + 1;
-      if (parts_ > usualParts && isMemoryShort()) return;
+      const bool onlyPartHasCome = isAuthenticated && result > 0 && !messageHasCome_;
+      if (onlyPartHasCome && isMemoryShort()) return;
       if (result == 0 && !waitForMore(bus, authenticationDeadline)) return;
     }
   }
@@ -102,7 +101,6 @@ class ServerConnection::ExportedObject : public ExportedInterface {
  private:
   ServerConnection& connection_;
   bool messageHasCome_ = false;
-  unsigned parts_ = 0;  // that have come of the next message
 };
 
 ServerConnection::ServerConnection(FileDescriptor socket)
