@@ -1,5 +1,6 @@
 // File management that differs between systems or is wanted in more than one room. Any thread may
-// call. Nothing here follows a symbolic link in the last component of a path.
+// call. What is created or written never goes through a symbolic link in the last component of its
+// path; a folder that exists already may be one, and its caller has to look.
 #pragma once
 
 #include <sys/types.h>

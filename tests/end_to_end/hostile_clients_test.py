@@ -9,8 +9,8 @@ import struct
 import subprocess
 import time
 
-from stage_support import (INTERFACE, SOCKET, Client, StageTestCase, descriptors, eventually,
-                           free_memory, main, message, processor_seconds, resident_bytes)
+from stage_support import (SOCKET, Client, StageTestCase, descriptors, eventually, free_memory,
+                           main, message, processor_seconds, resident_bytes)
 
 VERSION_CALL = message("protocolVersionWithReply")
 DONE = (True, "")
