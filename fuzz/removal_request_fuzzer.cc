@@ -12,29 +12,21 @@
 #include "removal/legacy_background_item_removal_error.h"
 #include "removal/removal_request.h"
 
-namespace {
-
-void require(bool condition) {
-  if (!condition) std::abort();
-}
-
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view json(reinterpret_cast<const char*>(data), size);
   try {
     const std::vector<std::string> entries = velmora::decodeStringArray(json);
-    require(velmora::decodeStringArray(velmora::encodeStringArray(entries)) == entries);
+    if (velmora::decodeStringArray(velmora::encodeStringArray(entries)) != entries) std::abort();
 
     std::unordered_set<std::string> keys;
     for (const auto& [kind, label] : velmora::validateRequest(entries)) {
-      require(velmora::isAllowedLabel(label));
-      require(keys.insert(velmora::canonicalForm(velmora::itemKey(kind, label))).second);
+      const std::string key = velmora::canonicalForm(velmora::itemKey(kind, label));
+      if (!velmora::isAllowedLabel(label) || !keys.insert(key).second) std::abort();
     }
-    require(!keys.empty() && keys.size() <= velmora::maximumRequestedItems);
+    if (keys.empty() || keys.size() > velmora::maximumRequestedItems) std::abort();
   } catch (const velmora::JSONError&) {
   } catch (const velmora::LegacyBackgroundItemRemovalError& error) {
-    require(error.kind() == velmora::LegacyBackgroundItemRemovalError::Case::invalidRequest);
+    if (error.kind() != velmora::LegacyBackgroundItemRemovalError::Case::invalidRequest) throw;
   }
   return 0;
 }

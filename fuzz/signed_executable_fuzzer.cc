@@ -1,7 +1,6 @@
 // A genuine signature must vouch for its own executable and for no other: what stands before the
 // first NUL is the executable, what follows is the signature beside it. The key of the authority
 // that the genuine seed leads to is gone.
-#include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -9,22 +8,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <fstream>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/linux/signed_executable.h"
-
-namespace {
-
-velmora::FileDescriptor fileOf(int descriptor, std::string_view bytes) {
-  velmora::FileDescriptor file(descriptor);
-  if (::write(file.get(), bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
-    std::abort();
-  }
-  return file;
-}
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const std::string path = "/dev/shm/velmora-fuzz-" + std::to_string(::getpid());
@@ -33,9 +22,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string_view program = bytes.substr(0, bytes.find('\0'));
   const std::string_view der = bytes.substr(std::min(size, program.size() + 1));
 
-  (void)fileOf(::open(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600), der);
-  const velmora::SignedExecutable executable(
-      fileOf(::memfd_create("executable", MFD_CLOEXEC), program), path);
+  velmora::FileDescriptor file(::memfd_create("executable", MFD_CLOEXEC));
+  if (::write(file.get(), program.data(), program.size()) < 0) std::abort();
+  if (!(std::ofstream(beside) << der).flush()) std::abort();
+  const velmora::SignedExecutable executable(std::move(file), path);
   ::unlink(beside.c_str());
 
   const auto signature = velmora::CodeSignature::parse(der);
