@@ -14,7 +14,7 @@
 namespace velmora {
 namespace {
 
-constexpr std::chrono::milliseconds pauseWhenExhausted(20);
+constexpr std::chrono::milliseconds pause(20);
 
 FileDescriptor openSpare() {
   return FileDescriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC));
@@ -40,12 +40,14 @@ FileDescriptor AcceptingSocket::accept() {
   for (;;) {
     pollfd newcomer{listening_.get(), POLLIN, 0};
     if (::poll(&newcomer, 1, -1) < 0) {
-      if (errno != EINTR) std::this_thread::sleep_for(pauseWhenExhausted);
+      if (errno != EINTR) std::this_thread::sleep_for(pause);
       continue;
     }
     FileDescriptor connection = acceptOnce();
     if (connection.isOpen()) return connection;
     if (errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == ENOBUFS) refuseNewcomer();
+    // Another holder may have shut the socket down, which poll then reports without end.
+    if (newcomer.revents != POLLIN) std::this_thread::sleep_for(pause);
   }
 }
 
@@ -54,7 +56,7 @@ void AcceptingSocket::refuseNewcomer() {
   const bool refused = acceptOnce().isOpen();
   spare_ = openSpare();
   // When even that cannot be had, the newcomer still waits, and trying again at once would spin.
-  if (!refused || !spare_.isOpen()) std::this_thread::sleep_for(pauseWhenExhausted);
+  if (!refused || !spare_.isOpen()) std::this_thread::sleep_for(pause);
 }
 
 }  // namespace velmora
