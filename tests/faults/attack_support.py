@@ -6,7 +6,6 @@ sanitizer slows down, whose memory says nothing either.
 
 import contextlib
 import os
-import resource
 import sys
 import traceback
 from pathlib import Path
@@ -36,14 +35,13 @@ def process(routine, *arguments):
     """
     pid = os.fork()
     if pid == 0:
-        status = 1
         try:
             routine(*arguments)
-            status = 0
+            os._exit(0)
         except BaseException:
             traceback.print_exc()
         finally:
-            os._exit(status)
+            os._exit(1)
     try:
         yield pid
     finally:
@@ -59,7 +57,7 @@ class AttackTestCase(StageTestCase):
 
     def check_helper(self):
         super().check_helper()
-        eventually(lambda: free_memory("bob") == DONE, "the free lock")
+        self.assert_lock_is_free()
         self.check_memory(self._testMethodName)
 
     def check_memory(self, when):
@@ -68,6 +66,9 @@ class AttackTestCase(StageTestCase):
         if not SANITIZED:
             self.assertLess(growth, RESIDENT_GROWTH)
 
+    def assert_lock_is_free(self):
+        eventually(lambda: free_memory("bob") == DONE, "the free lock")
+
     def assert_served_again(self, user):
         def is_served():
             with contextlib.suppress(ConnectionError):
@@ -75,13 +76,3 @@ class AttackTestCase(StageTestCase):
                 return True
 
         eventually(is_served, "the places given back")
-
-    @contextlib.contextmanager
-    def limited(self, kind, soft):
-        """The helper under another limit of this kind."""
-        before = resource.prlimit(self.helper, kind)
-        resource.prlimit(self.helper, kind, (soft, before[1]))
-        try:
-            yield
-        finally:
-            resource.prlimit(self.helper, kind, before)
