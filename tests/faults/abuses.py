@@ -88,7 +88,7 @@ def lost_client(chance):
 
     with process(send_and_wait) as lost:
         time.sleep(chance.random() / 50)
-        os.kill(lost, chance.choice((signal.SIGKILL, signal.SIGSTOP)))
+        os.kill(lost.pid, chance.choice((signal.SIGKILL, signal.SIGSTOP)))
         yield
 
 
@@ -113,16 +113,4 @@ def large_requests(_):
             client = clients.enter_context(Client())
             ok, _, text = client.remove(data=b"x" * ((times(8, 30) << 20) - (number << 12)))
             assert not ok and text
-        yield
-
-
-@contextlib.contextmanager
-def descriptors_sent_along(chance):
-    devices = [os.open("/dev/null", os.O_RDONLY) for _ in range(20)]
-    with Client(authenticate=chance.random() < 0.5) as client:
-        with contextlib.suppress(ConnectionError):
-            for _ in range(10):
-                socket.send_fds(client.socket, [VERSION_CALL[:10]], devices)
-        for device in devices:
-            os.close(device)
         yield

@@ -5,9 +5,9 @@ sanitizer slows down, whose memory says nothing either.
 """
 
 import contextlib
+import multiprocessing
 import os
 import sys
-import traceback
 from pathlib import Path
 
 from stage_support import (HELPER, StageTestCase, eventually, free_memory, main,
@@ -29,25 +29,14 @@ def tell(text):
 
 @contextlib.contextmanager
 def process(routine, *arguments):
-    """A copy of this process, so a genuine client, that carries out `routine`; killed at the end.
-
-    Yields its process id.
-    """
-    pid = os.fork()
-    if pid == 0:
-        try:
-            routine(*arguments)
-            os._exit(0)
-        except BaseException:
-            traceback.print_exc()
-        finally:
-            os._exit(1)
+    """A copy of this process, so a genuine client, for `routine`; killed at the end."""
+    started = multiprocessing.get_context("fork").Process(target=routine, args=arguments)
+    started.start()
     try:
-        yield pid
+        yield started
     finally:
-        with contextlib.suppress(ProcessLookupError, ChildProcessError):
-            os.kill(pid, 9)
-            os.waitpid(pid, 0)
+        started.kill()
+        started.join()
 
 
 class AttackTestCase(StageTestCase):

@@ -77,11 +77,6 @@ class Fault(namedtuple("Fault", "calls ordinal action error lasting", defaults=(
 NO_FAULT = Fault((), 0, 0)
 
 
-def failing(call, ordinal, error):
-    action = FAIL_AFTERWARDS if (call, error) in DONE_ALL_THE_SAME else FAIL
-    return Fault((call,), ordinal, action, error)
-
-
 class Shim:
     def __init__(self):
         Path(CONTROL).write_bytes(bytes(FIELDS.size + RECORDED_BYTES))
@@ -89,9 +84,11 @@ class Shim:
             self.memory = mmap.mmap(file.fileno(), 0)
 
     def arm(self, fault):
+        is_done = (*fault.calls, fault.error) in DONE_ALL_THE_SAME
         error = getattr(errno, fault.error) if fault.error else 0
-        FIELDS.pack_into(self.memory, 0, 0, fault.action, fault.ordinal, fault.lasting, error,
-                         0, 0, 0, 0, f" {' '.join(fault.calls)} ".encode())
+        FIELDS.pack_into(self.memory, 0, 0, FAIL_AFTERWARDS if is_done else fault.action,
+                         fault.ordinal, fault.lasting, error, 0, 0, 0, 0,
+                         f" {' '.join(fault.calls)} ".encode())
         self.memory[0] = 1  # armed, only now
 
     def hold(self):
@@ -171,6 +168,8 @@ class AttackedHelper:
         reply, problems = None, []
         if not earlier:
             scenario.prepare()
+        for file in Path("/tmp").iterdir():
+            file.unlink()
         if scenario.from_the_knock:
             self.leave()
         self.shim.arm(fault)
@@ -194,31 +193,17 @@ class AttackedHelper:
         self.leave()
         left = descriptors(self.pid), threads(self.pid)
         assert left[0] <= self.idle[0] and left[1] <= self.idle[1], f"{self.idle} became {left}"
-        assert not self.clear() or "unlink" in fault.calls, "a diagnostic file is left"
+        assert not list(Path("/tmp").iterdir()) or "unlink" in fault.calls, "a file is left"
         self.shim.hold()
         self.greet()
 
-    @staticmethod
-    def clear():
-        """How many diagnostic files there were."""
-        return sum(file.unlink() is None for file in Path("/tmp").glob("driftwhale-helper-*"))
-
-    def end(self):
-        """Ends the helper and the tools that it leaves behind, as init would do it."""
+    def restart(self):
+        """After the end of the helper and of the tools it leaves behind, as init would do it."""
         if not self.has_ended():
             os.kill(self.pid, signal.SIGKILL)
         self.client.socket.close()
         with contextlib.suppress(ChildProcessError):
             while True:
                 os.waitpid(-1, 0)
-
-    def restart(self):
-        self.end()
         self.shim.hold()
-        self.clear()
         self.start()
-
-    def stop(self):
-        self.end()
-        self.listening.close()
-        os.unlink(ADDRESS)

@@ -3,19 +3,11 @@
 // armed it counts the calls and writes each down, in the order in which they ended.
 // Everything else passes through unchanged.
 
-#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <poll.h>
-#include <pthread.h>
-#include <pwd.h>
-#include <spawn.h>
 #include <sys/mman.h>
-#include <sys/random.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -97,77 +89,60 @@ Action judge(const char* call) {
 // What a call is about: a path, a descriptor, or a name in an opened folder.
 struct Subject {
   int descriptor = AT_FDCWD;
-  const char* name = nullptr;
+  const char* name = "";
 };
+using Description = std::array<char, 250>;
 
-// The beginning of a call's record is made before the call, which may close the descriptor.
-class Record {
- public:
-  explicit Record(const Subject& subject) : allocations_(control->allocations) {
-    std::size_t size = 0;
-    if (subject.descriptor >= 0) {
-      std::array<char, 32> link;
-      std::snprintf(link.data(), link.size(), "/proc/self/fd/%d", subject.descriptor);
-      const long count = ::syscall(SYS_readlink, link.data(), subject_.data(), subject_.size() - 1);
-      size = count > 0 ? static_cast<std::size_t>(count) : 0;
-    }
-    if (subject.name == nullptr) return;
-    std::snprintf(subject_.data() + size, subject_.size() - size, "%s%s", size > 0 ? "/" : "",
-                  subject.name);
+Description describe(const Subject& subject) {
+  Description text{};
+  std::size_t size = 0;
+  if (subject.descriptor >= 0) {
+    std::array<char, 32> link;
+    std::snprintf(link.data(), link.size(), "/proc/self/fd/%d", subject.descriptor);
+    const long count = ::syscall(SYS_readlink, link.data(), text.data(), text.size() - 1);
+    size = count > 0 ? static_cast<std::size_t>(count) : 0;
   }
+  const char* separator = size > 0 && subject.name[0] != '\0' ? "/" : "";
+  std::snprintf(text.data() + size, text.size() - size, "%s%s", separator, subject.name);
+  return text;
+}
 
-  void write(const char* call, int error) const {
-    std::array<char, 400> line;
-    const auto size = static_cast<std::uint32_t>(std::snprintf(
-        line.data(), line.size(), "%s%d %u %s\n", call, error, allocations_, subject_.data()));
-    const std::uint32_t at = control->recordedBytes.fetch_add(size);
-    if (at + size <= control->records.size()) {
-      std::memcpy(&control->records[at], line.data(), size);
-    }
-  }
-
- private:
-  std::uint32_t allocations_;
-  std::array<char, 250> subject_{};
-};
+void record(const char* call, int error, std::uint32_t allocations, const Description& subject) {
+  std::array<char, 400> line;
+  const auto size = static_cast<std::uint32_t>(std::snprintf(
+      line.data(), line.size(), "%s%d %u %s\n", call, error, allocations, subject.data()));
+  const std::uint32_t at = control->recordedBytes.fetch_add(size);
+  if (at + size <= control->records.size()) std::memcpy(&control->records[at], line.data(), size);
+}
 
 template <typename Result>
 constexpr Result failure = -1;
 template <>
-constexpr dirent* failure<dirent*> = nullptr;  // without an error it is the end of the folder
+constexpr void* failure<void*> = nullptr;  // without an error it is the end of a folder
 
-// For calls that set errno. `real` is told whether to do half of what is asked for.
-template <typename Real>
+// `real` is told whether to do half of what is asked for. It sets errno when it fails, unless it
+// returns its error.
+template <bool returnsError = false, typename Real>
 auto intercept(const char* call, const Subject& subject, Real real) {
   using Result = decltype(real(false));
   if (!isArmed() || call == nullptr) return real(false);
   const int before = errno;
-  const Record record(subject);
+  const std::uint32_t allocations = control->allocations;
+  const Description description = describe(subject);  // before the call, which may close it
   const Action action = judge(call);
   Result result = failure<Result>;
   errno = 0;
   if (action != Action::fail) result = real(action == Action::shorten);
   int error = result == failure<Result> ? errno : 0;
+  if constexpr (returnsError) error = result;
   if (action == Action::fail || action == Action::failAfterwards) {
-    result = failure<Result>;
     error = control->error;
+    result = failure<Result>;
+    if constexpr (returnsError) result = error;
   }
-  record.write(call, error);
-  errno = error != 0 ? error : before;
+  record(call, error, allocations, description);
+  errno = error != 0 && !returnsError ? error : before;
   return result;
-}
-
-// For calls that return an error number.
-template <typename Real>
-int interceptCode(const char* call, const Subject& subject, Real real) {
-  const int before = errno;
-  const int result = intercept(call, subject, [&](bool half) {
-    errno = real(half);
-    return errno == 0 ? 0 : -1;
-  });
-  const int code = result == 0 ? 0 : errno;
-  errno = before;
-  return code;
 }
 
 template <typename Real>
@@ -179,33 +154,28 @@ void* interceptAllocation(Real real) {
   return nullptr;
 }
 
-std::size_t portion(std::size_t size, bool half) {
+template <typename Size>
+Size portion(Size size, bool half) {
   return half && size > 1 ? size / 2 : size;
 }
 
-// Makes a message half of its first piece for as long as this lives.
-class Piece {
- public:
-  Piece(const msghdr* message, bool half)
-      : message_(const_cast<msghdr*>(message)),
-        count_(message->msg_iovlen),
-        size_(message->msg_iov->iov_len) {
-    if (!half) return;
-    message_->msg_iovlen = 1;
-    message_->msg_iov->iov_len = portion(size_, true);
-  }
-  ~Piece() {
-    message_->msg_iovlen = count_;
-    message_->msg_iov->iov_len = size_;
-  }
+template <typename Object>
+Object* pointer(long word) {
+  return reinterpret_cast<Object*>(word);  // NOLINT(performance-no-int-to-ptr)
+}
 
-  msghdr* get() { return message_; }
-
- private:
-  msghdr* message_;
-  std::size_t count_;
-  std::size_t size_;
-};
+// Half of a message is half of its first piece.
+template <typename Transfer>
+long transfer(msghdr& message, bool half, Transfer real) {
+  const std::size_t pieces = message.msg_iovlen;
+  const std::size_t size = message.msg_iov->iov_len;
+  message.msg_iovlen = half ? 1 : pieces;
+  message.msg_iov->iov_len = portion(size, half);
+  const long result = real();
+  message.msg_iovlen = pieces;
+  message.msg_iov->iov_len = size;
+  return result;
+}
 
 }  // namespace
 
@@ -223,83 +193,73 @@ void* realloc(void* block, std::size_t size) noexcept {
 
 }  // extern "C"
 
-// The C library's functions under their own symbols, but not with their declarations: an argument
-// that may be missing comes in the same register as one that may not.
+// The C library's functions under their own symbols. Whatever a call is given, at most six words,
+// comes in registers and is passed on as it is.
 namespace stand_in {
 
-// NOLINTBEGIN(bugprone-macro-parentheses): these are no expressions.
-#define STAND_IN(form, call, result, name, parameters, subject, arguments)                   \
-  result name parameters __asm__(#name);                                                     \
-  result name parameters {                                                                   \
-    static const auto next = reinterpret_cast<decltype(&::name)>(::dlsym(RTLD_NEXT, #name)); \
-    return form(call, Subject subject,                                                       \
-                [&]([[maybe_unused]] bool half) { return next arguments; });                 \
-  }
-#define INTERCEPT(result, name, parameters, subject, arguments) \
-  STAND_IN(intercept, " " #name " ", result, name, parameters, subject, arguments)
-#define INTERCEPT_CODE(name, parameters, subject, arguments) \
-  STAND_IN(interceptCode, " " #name " ", int, name, parameters, subject, arguments)
+Subject file(long descriptor) {
+  return {static_cast<int>(descriptor)};
+}
+Subject entry(long folder, long name) {
+  return {static_cast<int>(folder), pointer<const char>(name)};
+}
+Subject path(long name) {
+  return entry(AT_FDCWD, name);
+}
 
-STAND_IN(intercept, (flags & O_CREAT) != 0 ? " create " : " open ", int, open,
-         (const char* path, int flags, mode_t mode), ({AT_FDCWD, path}), (path, flags, mode))
-STAND_IN(intercept, command == F_DUPFD_CLOEXEC ? " dup " : nullptr, int, fcntl,
-         (int file, int command, void* argument), {file}, (file, command, argument))
-INTERCEPT(int, openat, (int directory, const char* name, int flags, mode_t mode),
-          ({directory, name}), (directory, name, flags, mode))
-INTERCEPT(int, fstat, (int file, struct stat* status), {file}, (file, status))
-INTERCEPT(int, stat, (const char* path, struct stat* status), ({AT_FDCWD, path}), (path, status))
-INTERCEPT(int, lstat, (const char* path, struct stat* status), ({AT_FDCWD, path}), (path, status))
-INTERCEPT(ssize_t, readlink, (const char* path, char* text, std::size_t size), ({AT_FDCWD, path}),
-          (path, text, size))
-INTERCEPT(ssize_t, read, (int file, void* bytes, std::size_t size), {file},
-          (file, bytes, portion(size, half)))
-INTERCEPT(ssize_t, pread, (int file, void* bytes, std::size_t size, off_t at), {file},
-          (file, bytes, portion(size, half), at))
-INTERCEPT(ssize_t, write, (int file, const void* bytes, std::size_t size), {file},
-          (file, bytes, portion(size, half)))
-INTERCEPT(int, close, (int file), {file}, (file))
-INTERCEPT(int, fsync, (int file), {file}, (file))
-INTERCEPT(int, rename, (const char* from, const char* to), ({AT_FDCWD, to}), (from, to))
-INTERCEPT(int, unlink, (const char* path), ({AT_FDCWD, path}), (path))
-INTERCEPT(int, unlinkat, (int directory, const char* name, int flags), ({directory, name}),
-          (directory, name, flags))
-INTERCEPT(int, mkdir, (const char* path, mode_t mode), ({AT_FDCWD, path}), (path, mode))
-INTERCEPT(int, fchmod, (int file, mode_t mode), {file}, (file, mode))
-INTERCEPT(int, fchown, (int file, uid_t user, gid_t group), {file}, (file, user, group))
-INTERCEPT(int, close_range, (unsigned first, unsigned last, int flags), {}, (first, last, flags))
-INTERCEPT(int, waitid, (idtype_t type, id_t id, siginfo_t* information, int options), {},
-          (type, id, information, options))
-INTERCEPT(pid_t, waitpid, (pid_t process, int* status, int options), {}, (process, status, options))
-INTERCEPT(ssize_t, getrandom, (void* bytes, std::size_t size, unsigned flags), {},
-          (bytes, size, flags))
-INTERCEPT(int, socket, (int domain, int type, int protocol), {}, (domain, type, protocol))
-INTERCEPT(int, connect, (int socket, const sockaddr* address, socklen_t size), {socket},
-          (socket, address, size))
-INTERCEPT(int, getsockopt, (int socket, int level, int name, void* value, socklen_t* size),
-          {socket}, (socket, level, name, value, size))
-INTERCEPT(int, accept4, (int socket, sockaddr* address, socklen_t* size, int flags), {socket},
-          (socket, address, size, flags))
-INTERCEPT(int, poll, (pollfd * entries, nfds_t count, int timeout), {}, (entries, count, timeout))
-INTERCEPT(int, ppoll,
-          (pollfd * entries, nfds_t count, const timespec* timeout, const sigset_t* mask), {},
-          (entries, count, timeout, mask))
-INTERCEPT(dirent*, readdir, (DIR * stream), {::dirfd(stream)}, (stream))
-INTERCEPT(ssize_t, recvmsg, (int socket, msghdr* message, int flags), {socket},
-          (socket, Piece(message, half).get(), flags))
-INTERCEPT(ssize_t, sendmsg, (int socket, const msghdr* message, int flags), {socket},
-          (socket, Piece(message, half).get(), flags))
-INTERCEPT_CODE(posix_spawn,
-               (pid_t * process, const char* path, const posix_spawn_file_actions_t* actions,
-                const posix_spawnattr_t* attributes, char* const* arguments,
-                char* const* environment),
-               ({AT_FDCWD, path}), (process, path, actions, attributes, arguments, environment))
-INTERCEPT_CODE(pthread_create,
-               (pthread_t * thread, const pthread_attr_t* attributes, void* (*body)(void*),
-                void* argument),
-               {}, (thread, attributes, body, argument))
-INTERCEPT_CODE(getpwuid_r,
-               (uid_t user, passwd* record, char* buffer, std::size_t size, passwd** found), {},
-               (user, record, buffer, size, found))
+// NOLINTBEGIN(bugprone-macro-parentheses): these are no expressions.
+#define STAND_IN(form, result, name, call, subject, body)                           \
+  result name(long a, long b, long c, long d, long e, long f) __asm__(#name);       \
+  result name(long a, long b, long c, long d, long e, long f) {                     \
+    using Function = result (*)(long, long, long, long, long, long);                \
+    static const auto next = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, #name)); \
+    return form(call, subject, [&]([[maybe_unused]] bool half) { return body; });   \
+  }
+#define NEXT next(a, b, c, d, e, f)
+#define INTERCEPT(result, name, subject) \
+  STAND_IN(intercept, result, name, " " #name " ", subject, NEXT)
+#define INTERCEPT_TRANSFER(name) \
+  STAND_IN(intercept, long, name, " " #name " ", file(a), next(a, b, portion(c, half), d, e, f))
+#define INTERCEPT_MESSAGE(name)                           \
+  STAND_IN(intercept, long, name, " " #name " ", file(a), \
+           transfer(*pointer<msghdr>(b), half, [&] { return NEXT; }))
+#define INTERCEPT_CODE(name, subject) \
+  STAND_IN(intercept<true>, int, name, " " #name " ", subject, NEXT)
+
+STAND_IN(intercept, int, open, (b & O_CREAT) != 0 ? " create " : " open ", path(a), NEXT)
+STAND_IN(intercept, int, fcntl, b == F_DUPFD_CLOEXEC ? " dup " : nullptr, file(a), NEXT)
+INTERCEPT(int, openat, entry(a, b))
+INTERCEPT(int, fstat, file(a))
+INTERCEPT(int, stat, path(a))
+INTERCEPT(int, lstat, path(a))
+INTERCEPT(long, readlink, path(a))
+INTERCEPT_TRANSFER(read)
+INTERCEPT_TRANSFER(pread)
+INTERCEPT_TRANSFER(write)
+INTERCEPT(int, close, file(a))
+INTERCEPT(int, fsync, file(a))
+INTERCEPT(int, rename, path(b))
+INTERCEPT(int, unlink, path(a))
+INTERCEPT(int, unlinkat, entry(a, b))
+INTERCEPT(int, mkdir, path(a))
+INTERCEPT(int, fchmod, file(a))
+INTERCEPT(int, fchown, file(a))
+INTERCEPT(void*, readdir, {})
+INTERCEPT(int, close_range, {})
+INTERCEPT(int, waitid, {})
+INTERCEPT(int, waitpid, {})
+INTERCEPT(long, getrandom, {})
+INTERCEPT(int, socket, {})
+INTERCEPT(int, connect, file(a))
+INTERCEPT(int, getsockopt, file(a))
+INTERCEPT(int, accept4, file(a))
+INTERCEPT(int, poll, {})
+INTERCEPT(int, ppoll, {})
+INTERCEPT_MESSAGE(recvmsg)
+INTERCEPT_MESSAGE(sendmsg)
+INTERCEPT_CODE(posix_spawn, path(b))
+INTERCEPT_CODE(pthread_create, {})
+INTERCEPT_CODE(getpwuid_r, {})
 // NOLINTEND(bugprone-macro-parentheses)
 
 }  // namespace stand_in

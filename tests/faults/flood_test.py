@@ -17,8 +17,7 @@ from stage_support import USERS, descriptors, free_memory, processor_seconds
 AUTHENTICATION_SECONDS = 10
 ROUNDS = {abuses.crowd: (1, 5), abuses.no_login: (20, 200), abuses.mutated_messages: (300, 10000),
           abuses.mutated_requests: (100, 1000), abuses.lost_client: (25, 250),
-          abuses.deaf_client: (1, 1), abuses.large_requests: (1, 1),
-          abuses.descriptors_sent_along: (4, 40)}
+          abuses.deaf_client: (1, 1), abuses.large_requests: (1, 1)}
 
 
 class Flood(AttackTestCase):

@@ -5,13 +5,12 @@ gone in the end was deleted by the helper, and its bytes must be in the archive:
 them was put in its place in the one moment between the helper's comparison and its unlink.
 """
 
-import contextlib
 import ctypes
-import json
-import math
+import multiprocessing
 import os
 import plistlib
 import random
+import subprocess
 import time
 from collections import Counter
 from pathlib import Path
@@ -85,14 +84,6 @@ class Attacker:
                 assert rename(folder, b"new", folder, name.encode(), NO_REPLACE) == 0
                 self.made += 1
 
-    def pause(self, longest):
-        """A microsecond or more, each order of magnitude as often."""
-        end = time.perf_counter() + math.exp(self.chance.uniform(math.log(1e-6), math.log(longest)))
-        while (left := end - time.perf_counter()) > 0:
-            if left > 1e-4:
-                time.sleep(min(left, 1e-3))
-                self.refill()
-
     def exchange(self, folder, *names):
         # When the helper has just deleted one of the two, the other would stay where it is.
         while rename(folder, names[0], folder, names[1], EXCHANGE) != 0:
@@ -105,7 +96,8 @@ class Attacker:
             pair = self.chance.choice(self.pairs)
             for longest in (5e-3, 5e-2):
                 self.exchange(*pair)
-                self.pause(longest)
+                time.sleep(self.chance.choice((0, longest * 10 ** -self.chance.uniform(0, 2))))
+                self.refill()
 
     def run_without_pause(self, exchanges):
         """The property list and another one alone, as often as can be."""
@@ -119,18 +111,12 @@ def attack(run, exchanges, report):
     os.setuid(USERS["alice"])
     attacker = Attacker(random.Random(3))
     run(attacker, exchanges)
-    os.write(report, json.dumps([attacker.made, attacker.exchanges]).encode())
+    report[:] = attacker.made, attacker.exchanges
 
 
-def snapshot(*folders):
-    """Everything about the files below that may not change."""
-    found = {}
-    for folder in map(Path, folders):
-        for path in (folder, *folder.rglob("*")):
-            status = path.lstat()
-            found[path] = (status.st_ino, status.st_mode, status.st_uid, status.st_nlink,
-                           status.st_ctime_ns, path.is_file() and path.read_bytes())
-    return found
+def state_of(*folders):
+    """Everything about the files below that may not change; new contents are a change of status."""
+    return subprocess.check_output(["find", *folders, "-printf", "%p %i %m %U %n %C@ %s\n"])
 
 
 def files_of_attacker():
@@ -152,29 +138,19 @@ class Race(AttackTestCase):
         os.chown(target, USERS["alice"], STAFF)  # all that the helper looks at is as it should be
         Path("/Library/LaunchDaemons", NAME).write_bytes(contents(0))
 
-    def removals_during(self, report):
-        """The answers to removals until the attacker reports, and the report."""
-        answers = Counter()
-        with self.connect("alice") as client:
-            client.socket.settimeout(SECONDS)
-            while True:
-                with contextlib.suppress(BlockingIOError):
-                    return answers, json.loads(os.read(report, 100))
-                ok, _, text = client.remove(f"userAgent|{LABEL}")
-                answers[text] += 1
-                self.assertEqual(ok, not text)
-
     def attack(self, run, exchanges):
         """How many files were deleted in the removals' window, and how many in all."""
         outside = (OUTSIDE, "/Library/LaunchDaemons", "/Library/LaunchAgents", "/etc", "/Users/bob")
-        before = snapshot(*outside)
-        report, writer = os.pipe()
-        os.set_blocking(report, False)
-        with process(attack, run, exchanges, writer):
-            os.close(writer)
-            answers, (made, exchanges) = self.removals_during(report)
-        os.close(report)
-        self.assertEqual(snapshot(*outside), before)
+        before, answers = state_of(*outside), Counter()
+        report = multiprocessing.RawArray("q", 2)
+        with process(attack, run, exchanges, report) as attacker, self.connect() as client:
+            client.socket.settimeout(SECONDS)
+            while attacker.is_alive():
+                ok, _, text = client.remove(f"userAgent|{LABEL}")
+                self.assertEqual(ok, not text)
+                answers[text] += 1
+        made, exchanges = report
+        self.assertEqual(state_of(*outside), before)
         removed = answers.pop("", 0)
         self.assertEqual(set(answers) - set(ANSWERS), set())
 

@@ -13,7 +13,7 @@ from collections import Counter
 from pathlib import Path
 
 from attack_support import FULL
-from attacker import ADDRESS, ERRORS, FAIL, KILL, SCARCE, SHORT, SHORTEN, Fault, failing
+from attacker import ADDRESS, ERRORS, FAIL, KILL, SCARCE, SHORT, SHORTEN, Fault
 from removal_test import ARCHIVE, CHANGED, FOLDERS, UNSAFE, Item
 from stage_support import CONTROL as TOOL_CONTROL
 from stage_support import Client
@@ -52,7 +52,7 @@ class Attacked:
         for call, count in sorted(self.counts.items()):
             for ordinal in self.some(count):
                 for error in ERRORS[call] if FULL else ERRORS[call][:1]:
-                    yield failing(call, ordinal, error)
+                    yield Fault((call,), ordinal, FAIL, error)
                 if call in SHORT:
                     yield Fault((call,), ordinal, SHORTEN)
         for calls, error in SCARCE:
@@ -140,8 +140,9 @@ class Removal(Attacked):
             "".join(f"run=[ ! -e '{item.path}' ] || touch '{item.job}'\n"
                     for item in (first, changed)) + "exit=0\n")
         labels = "|".join(re.escape(item.label) for item in self.items)
+        folders = "|".join(map(str, FOLDERS.values()))
         self.messages = [
-            CHANGED.format(f"({labels})"), UNSAFE.format(f"({'|'.join(map(str, FOLDERS.values()))})"),
+            CHANGED.format(f"({labels})"), UNSAFE.format(f"({folders})"),
             f"The background item ({labels}) is no longer present in an allowed launchd folder.",
             "The signed-in user\u2019s home directory could not be resolved safely."]
 
@@ -172,11 +173,8 @@ class Removal(Attacked):
         yield from super().problems(reply, fault)
         undisturbed = fault.action != KILL and "unlink" not in fault.calls
         for item in self.items:
-            copies = whole_copies(item)
-            if not self.stays(item) and (item.path.exists() or copies < 1):
+            if not self.stays(item) and (item.path.exists() or not whole_copies(item)):
                 yield f"lost: {item.key}"
-            if undisturbed and self.stays(item) and copies > 0:
-                yield f"kept in the archive: {item.key}"
             if self.stays(item) and item.kind != "systemDaemon" and not item.job.exists() and \
                     not self.may_stay_stopped(fault):
                 yield f"not loaded again: {item.key}"
