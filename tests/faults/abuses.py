@@ -114,3 +114,14 @@ def large_requests(_):
             ok, _, text = client.remove(data=b"x" * ((times(8, 30) << 20) - (number << 12)))
             assert not ok and text
         yield
+
+
+@contextlib.contextmanager
+def descriptors_sent_along(_):
+    """With each part of a call that has no end."""
+    with open("/dev/null") as device, Client(authenticate=False) as client:
+        with contextlib.suppress(ConnectionError):
+            client.send(LOGIN.replace(b"BEGIN", b"NEGOTIATE_UNIX_FD\r\nBEGIN"))
+            for at in range(20):
+                socket.send_fds(client.socket, [VERSION_CALL[at:at + 1]], [device.fileno()] * 20)
+        yield

@@ -17,7 +17,8 @@ from stage_support import USERS, descriptors, free_memory, processor_seconds
 AUTHENTICATION_SECONDS = 10
 ROUNDS = {abuses.crowd: (1, 5), abuses.no_login: (20, 200), abuses.mutated_messages: (300, 10000),
           abuses.mutated_requests: (100, 1000), abuses.lost_client: (25, 250),
-          abuses.deaf_client: (1, 1), abuses.large_requests: (1, 1)}
+          abuses.deaf_client: (1, 1), abuses.large_requests: (1, 1),
+          abuses.descriptors_sent_along: (1, 10)}
 
 
 class Flood(AttackTestCase):
@@ -37,7 +38,7 @@ class Flood(AttackTestCase):
                             self.assertEqual(bystander.version(), ("3",))
                             self.assert_lock_is_free()
                         if left == 0:
-                            self.assertLess(descriptors(self.helper), 400)
+                            self.assertLess(descriptors(self.helper), self.idle[0] + 200)
                             self.check_memory(f"during {abuse.__name__}")
                             self.assert_idle_processor()
                 bystander.socket.close()

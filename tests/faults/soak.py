@@ -18,7 +18,7 @@ from stage_support import BUSY, CONTROL, STAFF, USERS, Client, resident_bytes
 SECONDS, SAMPLES = times(16, 600), 160
 ABUSES = [lambda chance: abuses.crowd(chance, chance.randint(1, 140)), abuses.no_login,
           abuses.mutated_messages, abuses.mutated_requests, abuses.lost_client,
-          abuses.deaf_client]
+          abuses.deaf_client, abuses.descriptors_sent_along]
 AGENTS = Path("/Users/alice/Library/LaunchAgents")
 OPERATIONS = ("flushDNSCacheWithReply", "rebuildSpotlightIndexWithReply", "freeMemoryWithReply")
 TOOLS = ("killall", "mdutil", "purge", "launchctl.print", "launchctl.bootout",
