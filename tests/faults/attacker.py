@@ -23,7 +23,7 @@ ADDRESS, CONTROL, LOG = "/run/attacked.socket", "/stage/faults", "/stage/attacke
 SHIM = "/stage/tests/fault_shim.so"
 FIELDS = struct.Struct("<IIIIiIIII220s")  # of the shim's Control; what it has recorded follows
 RECORDED_BYTES = 1 << 20
-FAIL, FAIL_AFTERWARDS, SHORTEN, KILL = 1, 2, 3, 4
+NONE, FAIL, FAIL_AFTERWARDS, SHORTEN, KILL = range(5)
 PR_SET_CHILD_SUBREAPER = 36
 WAITING = ("7", "271", "219")  # poll, ppoll, and what becomes of them when a system is suspended
 
@@ -74,7 +74,7 @@ class Fault(namedtuple("Fault", "calls ordinal action error lasting", defaults=(
         return count < self.ordinal
 
 
-NO_FAULT = Fault((), 0, 0)
+NO_FAULT = Fault((), 0, NONE)
 
 
 class Shim:

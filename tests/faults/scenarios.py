@@ -13,7 +13,7 @@ from collections import Counter
 from pathlib import Path
 
 from attack_support import FULL
-from attacker import ADDRESS, ERRORS, FAIL, KILL, SCARCE, SHORT, SHORTEN, Fault
+from attacker import ADDRESS, ERRORS, FAIL, KILL, NONE, SCARCE, SHORT, SHORTEN, Fault
 from removal_test import ARCHIVE, CHANGED, FOLDERS, UNSAFE, Item
 from stage_support import CONTROL as TOOL_CONTROL
 from stage_support import Client
@@ -82,8 +82,8 @@ class Attacked:
 
     def may_end_unanswered(self, fault):
         """For want of memory for the reply, or because the message or the reply cannot pass."""
-        if fault.action == KILL:
-            return True
+        if fault.action in (NONE, KILL):
+            return fault.action == KILL
         if "allocate" in fault.calls:
             first, last = (self.position(fault._replace(ordinal=fault.ordinal + drift))
                            for drift in (-DRIFT, DRIFT))
@@ -185,7 +185,7 @@ class Removal(Attacked):
 
     def may_stay_stopped(self, fault):
         return fault.action == KILL or fault.lasting or fault.error == "ECHILD" or \
-            self.position(fault) > self.undo
+            fault.action != NONE and self.position(fault) > self.undo
 
 
 class Admission(Attacked):
