@@ -5,10 +5,9 @@ sanitizer slows down, whose memory says nothing either.
 """
 
 import contextlib
+import multiprocessing
 import os
-import resource
 import sys
-import traceback
 from pathlib import Path
 
 from stage_support import (HELPER, StageTestCase, eventually, free_memory, main,
@@ -30,26 +29,14 @@ def tell(text):
 
 @contextlib.contextmanager
 def process(routine, *arguments):
-    """A copy of this process, so a genuine client, that carries out `routine`; killed at the end.
-
-    Yields its process id.
-    """
-    pid = os.fork()
-    if pid == 0:
-        status = 1
-        try:
-            routine(*arguments)
-            status = 0
-        except BaseException:
-            traceback.print_exc()
-        finally:
-            os._exit(status)
+    """A copy of this process, so a genuine client, for `routine`; killed at the end."""
+    started = multiprocessing.get_context("fork").Process(target=routine, args=arguments)
+    started.start()
     try:
-        yield pid
+        yield started
     finally:
-        with contextlib.suppress(ProcessLookupError, ChildProcessError):
-            os.kill(pid, 9)
-            os.waitpid(pid, 0)
+        started.kill()
+        started.join()
 
 
 class AttackTestCase(StageTestCase):
@@ -59,7 +46,7 @@ class AttackTestCase(StageTestCase):
 
     def check_helper(self):
         super().check_helper()
-        eventually(lambda: free_memory("bob") == DONE, "the free lock")
+        self.assert_lock_is_free()
         self.check_memory(self._testMethodName)
 
     def check_memory(self, when):
@@ -68,6 +55,9 @@ class AttackTestCase(StageTestCase):
         if not SANITIZED:
             self.assertLess(growth, RESIDENT_GROWTH)
 
+    def assert_lock_is_free(self):
+        eventually(lambda: free_memory("bob") == DONE, "the free lock")
+
     def assert_served_again(self, user):
         def is_served():
             with contextlib.suppress(ConnectionError):
@@ -75,13 +65,3 @@ class AttackTestCase(StageTestCase):
                 return True
 
         eventually(is_served, "the places given back")
-
-    @contextlib.contextmanager
-    def limited(self, kind, soft):
-        """The helper under another limit of this kind."""
-        before = resource.prlimit(self.helper, kind)
-        resource.prlimit(self.helper, kind, (soft, before[1]))
-        try:
-            yield
-        finally:
-            resource.prlimit(self.helper, kind, before)

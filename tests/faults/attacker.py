@@ -17,18 +17,15 @@ from collections import namedtuple
 from pathlib import Path
 
 from removal_test import INVALID
-from stage_support import HELPER, Client, children, descriptors, threads
+from stage_support import HELPER, Client, children, descriptors, removal_request, threads
 
-FULL = os.environ.get("VELMORA_ATTACK") == "full"
 ADDRESS, CONTROL, LOG = "/run/attacked.socket", "/stage/faults", "/stage/attacked.log"
 SHIM = "/stage/tests/fault_shim.so"
-FIELDS, FIELDS_AT, RECORDS_AT, RECORD = struct.Struct("<QIIIiIIIII"), 1024, 1088, 256
-RECORD_COUNT = 4096
-FAIL, FAIL_AFTERWARDS, SHORTEN, KILL = 1, 2, 3, 4
+FIELDS = struct.Struct("<IIIIiIIII220s")  # of the shim's Control; what it has recorded follows
+RECORDED_BYTES = 1 << 20
+NONE, FAIL, FAIL_AFTERWARDS, SHORTEN, KILL = range(5)
 PR_SET_CHILD_SUBREAPER = 36
 WAITING = ("7", "271", "219")  # poll, ppoll, and what becomes of them when a system is suspended
-
-Record = namedtuple("Record", "call subject error allocations")
 
 # What each call can really fail with; the first is the one that the bounded form takes.
 STORAGE = "EIO ENOSPC EDQUOT EROFS"
@@ -41,83 +38,70 @@ ERRORS = {call: names.split() for call, names in {
     "fsync": f"{STORAGE} EINTR", "rename": f"ENOSPC EACCES ENOMEM {STORAGE}",
     "unlink": "EIO EACCES EPERM EROFS EBUSY", "unlinkat": "EPERM EIO EACCES EROFS EBUSY",
     "mkdir": f"{STORAGE} EACCES ENOMEM", "fchmod": "EROFS EPERM EIO", "fchown": "EPERM EIO EDQUOT",
-    "fdopendir": "ENOMEM", "readdir": "EIO", "dup": "EMFILE", "close_range": "ENOMEM EMFILE",
+    "readdir": "EIO", "dup": "EMFILE", "close_range": "ENOMEM EMFILE",
     "posix_spawn": "EAGAIN ENOMEM EACCES ENOENT ETXTBSY EMFILE",
-    "posix_spawn_file_actions_adddup2": "ENOMEM", "pthread_create": "EAGAIN ENOMEM",
-    "waitid": "EINTR ECHILD", "waitpid": "EINTR ECHILD", "getrandom": "ENOSYS EINTR",
-    "getpwuid_r": "EIO ERANGE EINTR EMFILE ENFILE ENOMEM", "socket": "EMFILE ENFILE ENOBUFS",
-    "connect": "EAGAIN EACCES", "getsockopt": "EMFILE ENOMEM ENOBUFS",
+    "pthread_create": "EAGAIN ENOMEM", "waitid": "EINTR ECHILD", "waitpid": "EINTR ECHILD",
+    "getrandom": "ENOSYS EINTR", "getpwuid_r": "EIO ERANGE EINTR EMFILE ENFILE ENOMEM",
+    "socket": "EMFILE ENFILE ENOBUFS", "connect": "EAGAIN EACCES",
+    "getsockopt": "EMFILE ENOMEM ENOBUFS",
     "accept4": "EMFILE ENFILE ENOMEM ENOBUFS ECONNABORTED EINTR EAGAIN EPERM",
     "poll": "ENOMEM EINTR", "ppoll": "EINTR ENOMEM", "recvmsg": "ECONNRESET EAGAIN EINTR ENOMEM",
     "sendmsg": "EPIPE EAGAIN EINTR ENOBUFS"}.items()}
 SHORT = ("read", "pread", "write", "recvmsg", "sendmsg")
 # What happens although the call reports a failure.
 DONE_ALL_THE_SAME = {("close", name) for name in ERRORS["close"]} | {("waitpid", "ECHILD")}
-# What lasts: a full disk, and no more descriptors.
+# What lasts: a full disk, no more descriptors, and no more threads or processes.
 SCARCE = ((("write", "create", "mkdir"), "ENOSPC"),
-          (("open", "create", "openat", "dup", "socket"), "EMFILE"))
+          (("open", "create", "openat", "dup", "socket"), "EMFILE"),
+          (("pthread_create", "posix_spawn"), "EAGAIN"))
+
+Record = namedtuple("Record", "call error allocations subject")
+Attack = namedtuple("Attack", "reply fired allocations records problems")
 
 
-class Fault(namedtuple("Fault", "calls ordinal action error lasting")):
+class Fault(namedtuple("Fault", "calls ordinal action error lasting", defaults=(None, False))):
     """The `ordinal`th of `calls` goes wrong, or with `lasting` every one from there on."""
 
     def __str__(self):
         how = {SHORTEN: "is short", KILL: "is the helper's last"}.get(self.action, self.error)
-        name = "/".join(self.calls) if len(self.calls) < 3 else f"{self.calls[0]}…"
-        return f"{name} {self.ordinal}{' and all later' if self.lasting else ''}: {how}"
+        return (f"{'/'.join(self.calls[:2])} {self.ordinal}"
+                f"{' and all later' if self.lasting else ''}: {how}")
 
-
-NO_FAULT = Fault((), 0, 0, None, False)
-
-
-class Attack:
-    """What one request has met and left: the calls it made, the problems found after it."""
-
-    def __init__(self):
-        self.fired, self.allocations, self.records = 0, 0, []
-        self.reply, self.problems = None, []
-
-    def ended_before(self, fault):
+    def may_miss(self, attack):
         """Runs differ a little: how often a message is asked for, what a thread finds ready."""
-        count = self.allocations if "allocate" in fault.calls else \
-            sum(record.call in fault.calls for record in self.records)
-        return not self.fired and count < fault.ordinal
+        count = attack.allocations if "allocate" in self.calls else \
+            sum(record.call in self.calls for record in attack.records)
+        return count < self.ordinal
 
 
-def failing(call, ordinal, error):
-    action = FAIL_AFTERWARDS if (call, error) in DONE_ALL_THE_SAME else FAIL
-    return Fault((call,), ordinal, action, error, False)
+NO_FAULT = Fault((), 0, NONE)
 
 
 class Shim:
     def __init__(self):
-        Path(CONTROL).write_bytes(bytes(RECORDS_AT + RECORD * RECORD_COUNT))
+        Path(CONTROL).write_bytes(bytes(FIELDS.size + RECORDED_BYTES))
         with open(CONTROL, "r+b") as file:
             self.memory = mmap.mmap(file.fileno(), 0)
 
-    @property
-    def names(self):
-        return self.memory[:FIELDS_AT].rstrip(b"\0").decode().split()
-
     def arm(self, fault):
-        calls = sum(1 << self.names.index(call) for call in fault.calls)
-        number = getattr(errno, fault.error) if fault.error else 0
-        fields = [calls, 0, fault.action, fault.ordinal, number, fault.lasting, 0, 0, 0, 0]
-        FIELDS.pack_into(self.memory, FIELDS_AT, *fields)
-        self.memory[FIELDS_AT + 8] = 1  # armed, only now
+        is_done = (*fault.calls, fault.error) in DONE_ALL_THE_SAME
+        error = getattr(errno, fault.error) if fault.error else 0
+        FIELDS.pack_into(self.memory, 0, 0, FAIL_AFTERWARDS if is_done else fault.action,
+                         fault.ordinal, fault.lasting, error, 0, 0, 0, 0,
+                         f" {' '.join(fault.calls)} ".encode())
+        self.memory[0] = 1  # armed, only now
 
     def hold(self):
-        self.memory[FIELDS_AT + 8] = 0
+        self.memory[0] = 0
 
     def results(self):
         """How often it struck, how many allocations there were, and the calls."""
-        *_, fired, allocations, count = FIELDS.unpack_from(self.memory, FIELDS_AT)
-        assert count <= RECORD_COUNT, "more calls than the shim can record"
-        names, records = self.names, []
-        for at in range(RECORDS_AT, RECORDS_AT + count * RECORD, RECORD):
-            call, before, error = struct.unpack_from("<IIi", self.memory, at)
-            subject = self.memory[at + 12:at + RECORD].split(b"\0", 1)[0]
-            records.append(Record(names[call], subject.decode(), error, before))
+        fired, allocations, size = FIELDS.unpack_from(self.memory)[6:9]
+        assert size <= RECORDED_BYTES, "more calls than the shim can record"
+        records = []
+        for line in self.memory[FIELDS.size:FIELDS.size + size].decode().splitlines():
+            call, error, before, *subject = line.split(maxsplit=3)
+            records.append(Record(call, int(error), int(before), "".join(subject)))
         return fired, allocations, records
 
 
@@ -140,31 +124,21 @@ class AttackedHelper:
         self.start()
 
     def start(self):
-        self.pid = os.fork()
-        if self.pid == 0:
-            try:
-                os.dup2(self.listening.fileno(), 3)
-                os.set_inheritable(3, True)
-                os.dup2(os.open(LOG, os.O_WRONLY | os.O_CREAT | os.O_APPEND), 2)
-                os.execve(HELPER, [HELPER], {
-                    "LISTEN_PID": str(os.getpid()), "LISTEN_FDS": "1", "PATH": "/usr/bin:/bin",
-                    "LD_PRELOAD": SHIM, "FAULT_SHIM_CONTROL": CONTROL})
-            finally:
-                os._exit(127)
+        self.pid = os.posix_spawn(
+            "/bin/sh", ["sh", "-c", f"LISTEN_PID=$$ LD_PRELOAD={SHIM} exec {HELPER}"],
+            {"LISTEN_FDS": "1", "PATH": "/usr/bin:/bin", "FAULT_SHIM_CONTROL": CONTROL},
+            file_actions=[(os.POSIX_SPAWN_DUP2, self.listening.fileno(), 3),
+                          (os.POSIX_SPAWN_OPEN, 2, LOG, os.O_WRONLY | os.O_CREAT, 0o600)])
         self.greet()
         self.leave()
         self.idle = descriptors(self.pid), threads(self.pid)
         self.greet()
 
-    def connect(self, user="alice"):
-        return Client(user, path=ADDRESS)
-
     def greet(self):
         """A connection that is served, which shows that the operations' lock is free."""
-        self.client = self.connect()
+        self.client = Client("alice", path=ADDRESS)
         self.client.socket.settimeout(40)
-        reply = self.client.call("removeLegacyBackgroundItems", signature="ay",
-                                 body=b"\2\0\0\0[]")
+        reply = self.client.call(**removal_request())
         assert reply == (False, b"", INVALID), f"the next request: {reply}"
         soon(self.waits, "a connection that waits")
 
@@ -191,43 +165,35 @@ class AttackedHelper:
 
     def attack(self, scenario, fault=NO_FAULT, earlier=None):
         """Makes the request with the fault, or once more after an earlier one, and examines it."""
-        attack = Attack()
+        reply, problems = None, []
         if not earlier:
             scenario.prepare()
+        for file in Path("/tmp").iterdir():
+            file.unlink()
         if scenario.from_the_knock:
             self.leave()
         self.shim.arm(fault)
         try:
-            reply = scenario.request(self if scenario.from_the_knock else self.client)
-        except ConnectionError:
-            reply = None
-        except TimeoutError:
-            reply = None
-            attack.problems.append("no reply in time")
-        try:
-            if fault.action == KILL:
-                self.client.socket.close()
-                soon(lambda: self.has_ended() or self.is_idle(), "an end")
-                self.restart()
-            else:
-                self.examine(fault)
+            with contextlib.suppress(ConnectionError):
+                reply = scenario.request(self.client)
+            self.examine(fault)
         except (AssertionError, OSError) as problem:
-            attack.problems.append(f"{type(problem).__name__}: {problem}")
+            problems.append(f"{type(problem).__name__}: {problem}")
             self.restart()
-        attack.fired, attack.allocations, attack.records = self.shim.results()
-        attack.reply = reply
-        attack.problems += scenario.problems(reply, earlier or fault)
-        return attack
+        return Attack(reply, *self.shim.results(),
+                      [*problems, *scenario.problems(reply, earlier or fault)])
 
     def examine(self, fault):
+        """What the helper has kept, and whether it serves the next one, if need be a new one."""
+        if fault.action == KILL:
+            self.client.socket.close()
+            soon(lambda: self.has_ended() or self.is_idle(), "an end")
+            return self.restart()
         assert not self.has_ended(), "the helper has ended"
         self.leave()
         left = descriptors(self.pid), threads(self.pid)
         assert left[0] <= self.idle[0] and left[1] <= self.idle[1], f"{self.idle} became {left}"
-        diagnostics = list(Path("/tmp").glob("driftwhale-helper-*"))
-        for file in diagnostics:
-            file.unlink()
-        assert not diagnostics or "unlink" in fault.calls, diagnostics
+        assert not list(Path("/tmp").iterdir()) or "unlink" in fault.calls, "a file is left"
         self.shim.hold()
         self.greet()
 
@@ -240,13 +206,4 @@ class AttackedHelper:
             while True:
                 os.waitpid(-1, 0)
         self.shim.hold()
-        for file in Path("/tmp").glob("driftwhale-helper-*"):
-            file.unlink()
         self.start()
-
-    def stop(self):
-        os.kill(self.pid, signal.SIGKILL)
-        os.waitpid(self.pid, 0)
-        self.listening.close()
-        os.unlink(ADDRESS)
-        self.client.socket.close()

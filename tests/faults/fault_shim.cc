@@ -1,34 +1,24 @@
 // Stands between the helper and the C library, preloaded into the helper alone, and makes one call
 // go wrong: the one that the sweep has written into a file that both have mapped. While it is
-// armed it counts the calls and keeps a record of each, in the order in which they ended.
+// armed it counts the calls and writes each down, in the order in which they ended.
 // Everything else passes through unchanged.
 
-#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <poll.h>
-#include <pthread.h>
-#include <pwd.h>
-#include <spawn.h>
 #include <sys/mman.h>
-#include <sys/random.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <type_traits>
 
 // The C library's own, which need no look-up: a look-up may allocate.
 // NOLINTBEGIN(bugprone-reserved-identifier)
@@ -36,59 +26,29 @@ extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* block, std::size_t size);
-void* __libc_memalign(std::size_t alignment, std::size_t size);
 }
 // NOLINTEND(bugprone-reserved-identifier)
 
 namespace {
 
-// "create" is an open that may make a file, and "dup" is fcntl's.
-// clang-format off
-#define CALLS(X)                                                                               \
-  X(open) X(create) X(openat) X(fstat) X(stat) X(lstat) X(readlink) X(read) X(pread) X(write)  \
-  X(close) X(fsync) X(rename) X(unlink) X(unlinkat) X(mkdir) X(fchmod) X(fchown) X(fdopendir)  \
-  X(readdir) X(dup) X(close_range) X(posix_spawn) X(posix_spawn_file_actions_adddup2)          \
-  X(pthread_create) X(waitid) X(waitpid) X(getrandom) X(getpwuid_r) X(socket) X(connect)       \
-  X(getsockopt) X(accept4) X(poll) X(ppoll) X(recvmsg) X(sendmsg) X(allocate)
-// clang-format on
-
-enum class Call : std::uint32_t {
-#define VALUE(name) name,
-  CALLS(VALUE)
-#undef VALUE
-};
-
-constexpr const char* callNames =
-#define NAME(name) #name " "
-    CALLS(NAME);
-#undef NAME
-
 enum class Action : std::uint32_t { pass, fail, failAfterwards, shorten, kill };
-
-struct Record {
-  std::uint32_t call;
-  std::uint32_t allocations;  // before this call
-  std::int32_t error;         // 0 for success
-  std::array<char, 244> subject;
-};
 
 // The sweep reads and writes this at the same offsets.
 struct Control {
-  std::array<char, 1024> names;
-  std::uint64_t calls;  // those that count, a bit each
   std::atomic<std::uint32_t> armed;
   Action action;
-  std::uint32_t ordinal;  // the first of them that goes wrong, from 1
-  std::int32_t error;
+  std::uint32_t ordinal;  // the first of `calls` that goes wrong, from 1
   std::uint32_t lasting;  // so do all after it
+  std::int32_t error;
   std::atomic<std::uint32_t> arrived;
   std::atomic<std::uint32_t> fired;
   std::atomic<std::uint32_t> allocations;
-  std::atomic<std::uint32_t> recordCount;
-  std::array<std::uint32_t, 5> unused;
-  std::array<Record, 4096> records;
+  std::atomic<std::uint32_t> recordedBytes;
+  std::array<char, 220> calls;  // names with a blank on either side
+  // A line per call: name, error or 0, the allocations before it, what it is about.
+  std::array<char, 1 << 20> records;
 };
-static_assert(offsetof(Control, records) == 1088 && sizeof(Record) == 256);
+static_assert(offsetof(Control, records) == 256);
 
 Control* control = nullptr;
 
@@ -105,7 +65,6 @@ __attribute__((constructor)) void start() {
   ::unsetenv("LD_PRELOAD");
   ::unsetenv("FAULT_SHIM_CONTROL");
   control = static_cast<Control*>(memory);
-  std::strncpy(control->names.data(), callNames, control->names.size() - 1);
 }
 // NOLINTEND(concurrency-mt-unsafe)
 
@@ -113,8 +72,8 @@ bool isArmed() {
   return control != nullptr && control->armed != 0;
 }
 
-Action judge(Call call) {
-  if ((control->calls >> static_cast<unsigned>(call) & 1) == 0) return Action::pass;
+Action judge(const char* call) {
+  if (std::strstr(control->calls.data(), call) == nullptr) return Action::pass;
   const std::uint32_t number = ++control->arrived;
   if (number < control->ordinal || (number > control->ordinal && control->lasting == 0)) {
     return Action::pass;
@@ -130,10 +89,12 @@ Action judge(Call call) {
 // What a call is about: a path, a descriptor, or a name in an opened folder.
 struct Subject {
   int descriptor = AT_FDCWD;
-  const char* name = nullptr;
+  const char* name = "";
 };
+using Description = std::array<char, 250>;
 
-void describe(const Subject& subject, std::array<char, 244>& text) {
+Description describe(const Subject& subject) {
+  Description text{};
   std::size_t size = 0;
   if (subject.descriptor >= 0) {
     std::array<char, 32> link;
@@ -141,102 +102,79 @@ void describe(const Subject& subject, std::array<char, 244>& text) {
     const long count = ::syscall(SYS_readlink, link.data(), text.data(), text.size() - 1);
     size = count > 0 ? static_cast<std::size_t>(count) : 0;
   }
-  text[size] = '\0';
-  if (subject.name == nullptr) return;
-  std::snprintf(text.data() + size, text.size() - size, "%s%s", size > 0 ? "/" : "", subject.name);
+  const char* separator = size > 0 && subject.name[0] != '\0' ? "/" : "";
+  std::snprintf(text.data() + size, text.size() - size, "%s%s", separator, subject.name);
+  return text;
+}
+
+void record(const char* call, int error, std::uint32_t allocations, const Description& subject) {
+  std::array<char, 400> line;
+  const auto size = static_cast<std::uint32_t>(std::snprintf(
+      line.data(), line.size(), "%s%d %u %s\n", call, error, allocations, subject.data()));
+  const std::uint32_t at = control->recordedBytes.fetch_add(size);
+  if (at + size <= control->records.size()) std::memcpy(&control->records[at], line.data(), size);
 }
 
 template <typename Result>
-bool isFailure(Result result) {
-  if constexpr (std::is_pointer_v<Result>) {
-    return result == nullptr;
-  } else {
-    return result < 0;
-  }
-}
+constexpr Result failure = -1;
+template <>
+constexpr void* failure<void*> = nullptr;  // without an error it is the end of a folder
 
-template <typename Result>
-Result failure() {
-  if constexpr (std::is_pointer_v<Result>) {
-    return nullptr;
-  } else {
-    return -1;
-  }
-}
-
-// `real` is told whether to do half of what is asked for.
-template <typename Real>
-auto intercept(Call call, const Subject& subject, Real real) {
+// `real` is told whether to do half of what is asked for. It sets errno when it fails, unless it
+// returns its error.
+template <bool returnsError = false, typename Real>
+auto intercept(const char* call, const Subject& subject, Real real) {
   using Result = decltype(real(false));
-  if (!isArmed()) return real(false);
-  Record record{static_cast<std::uint32_t>(call), control->allocations, 0, {}};
-  describe(subject, record.subject);
+  if (!isArmed() || call == nullptr) return real(false);
+  const int before = errno;
+  const std::uint32_t allocations = control->allocations;
+  const Description description = describe(subject);  // before the call, which may close it
   const Action action = judge(call);
-  Result result = action == Action::fail ? failure<Result>() : real(action == Action::shorten);
-  int error = errno;
-  if (action == Action::failAfterwards) result = failure<Result>();
-  if (action == Action::fail || action == Action::failAfterwards) error = control->error;
-  record.error = isFailure(result) ? error : 0;
-  const std::uint32_t index = control->recordCount++;
-  if (index < control->records.size()) control->records[index] = record;
-  errno = error;
+  Result result = failure<Result>;
+  errno = 0;
+  if (action != Action::fail) result = real(action == Action::shorten);
+  int error = result == failure<Result> ? errno : 0;
+  if constexpr (returnsError) error = result;
+  if (action == Action::fail || action == Action::failAfterwards) {
+    error = control->error;
+    result = failure<Result>;
+    if constexpr (returnsError) result = error;
+  }
+  record(call, error, allocations, description);
+  errno = error != 0 && !returnsError ? error : before;
   return result;
-}
-
-// For calls that return an error number.
-template <typename Real>
-int interceptCode(Call call, const char* subject, Real real) {
-  int code = 0;
-  const int saved = errno;
-  const int result = intercept(call, {AT_FDCWD, subject}, [&](bool) {
-    code = real();
-    errno = code;
-    return code == 0 ? 0 : -1;
-  });
-  if (result < 0) code = errno;
-  errno = saved;
-  return code;
 }
 
 template <typename Real>
 void* interceptAllocation(Real real) {
   if (!isArmed()) return real();
   ++control->allocations;
-  if (judge(Call::allocate) == Action::pass) return real();
+  if (judge(" allocate ") == Action::pass) return real();
   errno = ENOMEM;
   return nullptr;
 }
 
-std::size_t portion(std::size_t size, bool half) {
+template <typename Size>
+Size portion(Size size, bool half) {
   return half && size > 1 ? size / 2 : size;
 }
 
-template <typename Function>
-Function next(const char* name) {
-  return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, name));
+template <typename Object>
+Object* pointer(long word) {
+  return reinterpret_cast<Object*>(word);  // NOLINT(performance-no-int-to-ptr)
 }
 
-// The next library's function of this name.
-#define NEXT(name)                                               \
-  ([] {                                                          \
-    static const auto function = next<decltype(&::name)>(#name); \
-    return function;                                             \
-  }())
-
-mode_t modeIn(int flags, va_list arguments) {
-  return (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
-}
-
-// The first piece of a message, or half of it.
+// Half of a message is half of its first piece.
 template <typename Transfer>
-ssize_t transferPiece(const msghdr& message, bool half, Transfer transfer) {
-  msghdr piece = message;
-  if (!half || message.msg_iovlen == 0) return transfer(piece);
-  iovec first = message.msg_iov[0];
-  if (message.msg_iovlen == 1) first.iov_len = portion(first.iov_len, true);
-  piece.msg_iov = &first;
-  piece.msg_iovlen = 1;
-  return transfer(piece);
+long transfer(msghdr& message, bool half, Transfer real) {
+  const std::size_t pieces = message.msg_iovlen;
+  const std::size_t size = message.msg_iov->iov_len;
+  message.msg_iovlen = half ? 1 : pieces;
+  message.msg_iov->iov_len = portion(size, half);
+  const long result = real();
+  message.msg_iovlen = pieces;
+  message.msg_iov->iov_len = size;
+  return result;
 }
 
 }  // namespace
@@ -252,139 +190,76 @@ void* calloc(std::size_t count, std::size_t size) noexcept {
 void* realloc(void* block, std::size_t size) noexcept {
   return interceptAllocation([=] { return __libc_realloc(block, size); });
 }
-void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
-  return interceptAllocation([=] { return __libc_memalign(alignment, size); });
-}
-void* reallocarray(void* block, std::size_t count, std::size_t size) noexcept {
-  return interceptAllocation([=] { return __libc_realloc(block, count * size); });
-}
 
-int open(const char* path, int flags, ...) {
-  va_list arguments;
-  va_start(arguments, flags);
-  const mode_t mode = modeIn(flags, arguments);
-  va_end(arguments);
-  return intercept((flags & O_CREAT) != 0 ? Call::create : Call::open, {AT_FDCWD, path},
-                   [&](bool) { return NEXT(open)(path, flags, mode); });
+}  // extern "C"
+
+// The C library's functions under their own symbols. Whatever a call is given, at most six words,
+// comes in registers and is passed on as it is.
+namespace stand_in {
+
+Subject file(long descriptor) {
+  return {static_cast<int>(descriptor)};
 }
-int openat(int directory, const char* name, int flags, ...) {
-  va_list arguments;
-  va_start(arguments, flags);
-  const mode_t mode = modeIn(flags, arguments);
-  va_end(arguments);
-  return intercept(Call::openat, {directory, name},
-                   [&](bool) { return NEXT(openat)(directory, name, flags, mode); });
+Subject entry(long folder, long name) {
+  return {static_cast<int>(folder), pointer<const char>(name)};
 }
-int fcntl(int descriptor, int command, ...) {
-  va_list arguments;
-  va_start(arguments, command);
-  void* argument = va_arg(arguments, void*);
-  va_end(arguments);
-  const auto real = [&](bool) { return NEXT(fcntl)(descriptor, command, argument); };
-  return command == F_DUPFD_CLOEXEC ? intercept(Call::dup, {descriptor}, real) : real(false);
+Subject path(long name) {
+  return entry(AT_FDCWD, name);
 }
 
 // NOLINTBEGIN(bugprone-macro-parentheses): these are no expressions.
-// A function that fails with -1 or null and errno. The subject and the call in brackets.
-#define INTERCEPT(result, name, parameters, exceptions, subject, arguments)             \
-  result name parameters exceptions {                                                   \
-    return intercept(Call::name, Subject subject,                                       \
-                     [&]([[maybe_unused]] bool half) { return NEXT(name) arguments; }); \
+#define STAND_IN(form, result, name, call, subject, body)                           \
+  result name(long a, long b, long c, long d, long e, long f) __asm__(#name);       \
+  result name(long a, long b, long c, long d, long e, long f) {                     \
+    using Function = result (*)(long, long, long, long, long, long);                \
+    static const auto next = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, #name)); \
+    return form(call, subject, [&]([[maybe_unused]] bool half) { return body; });   \
   }
+#define NEXT next(a, b, c, d, e, f)
+#define INTERCEPT(result, name, subject) \
+  STAND_IN(intercept, result, name, " " #name " ", subject, NEXT)
+#define INTERCEPT_TRANSFER(name) \
+  STAND_IN(intercept, long, name, " " #name " ", file(a), next(a, b, portion(c, half), d, e, f))
+#define INTERCEPT_MESSAGE(name)                           \
+  STAND_IN(intercept, long, name, " " #name " ", file(a), \
+           transfer(*pointer<msghdr>(b), half, [&] { return NEXT; }))
+#define INTERCEPT_CODE(name, subject) \
+  STAND_IN(intercept<true>, int, name, " " #name " ", subject, NEXT)
 
-INTERCEPT(int, fstat, (int file, struct stat* status), noexcept, {file}, (file, status))
-INTERCEPT(int, stat, (const char* path, struct stat* status), noexcept, ({AT_FDCWD, path}),
-          (path, status))
-INTERCEPT(int, lstat, (const char* path, struct stat* status), noexcept, ({AT_FDCWD, path}),
-          (path, status))
-INTERCEPT(ssize_t, readlink, (const char* path, char* text, std::size_t size), noexcept,
-          ({AT_FDCWD, path}), (path, text, size))
-INTERCEPT(ssize_t, read, (int file, void* bytes, std::size_t size), , {file},
-          (file, bytes, portion(size, half)))
-INTERCEPT(ssize_t, pread, (int file, void* bytes, std::size_t size, off_t at), , {file},
-          (file, bytes, portion(size, half), at))
-INTERCEPT(ssize_t, write, (int file, const void* bytes, std::size_t size), , {file},
-          (file, bytes, portion(size, half)))
-INTERCEPT(int, close, (int file), , {file}, (file))
-INTERCEPT(int, fsync, (int file), , {file}, (file))
-INTERCEPT(int, rename, (const char* from, const char* to), noexcept, ({AT_FDCWD, to}), (from, to))
-INTERCEPT(int, unlink, (const char* path), noexcept, ({AT_FDCWD, path}), (path))
-INTERCEPT(int, unlinkat, (int directory, const char* name, int flags), noexcept,
-          ({directory, name}), (directory, name, flags))
-INTERCEPT(int, mkdir, (const char* path, mode_t mode), noexcept, ({AT_FDCWD, path}), (path, mode))
-INTERCEPT(int, fchmod, (int file, mode_t mode), noexcept, {file}, (file, mode))
-INTERCEPT(int, fchown, (int file, uid_t user, gid_t group), noexcept, {file}, (file, user, group))
-INTERCEPT(DIR*, fdopendir, (int directory), , {directory}, (directory))
-INTERCEPT(int, close_range, (unsigned first, unsigned last, int flags), noexcept, {},
-          (first, last, flags))
-INTERCEPT(int, waitid, (idtype_t type, id_t id, siginfo_t* information, int options), , {},
-          (type, id, information, options))
-INTERCEPT(pid_t, waitpid, (pid_t process, int* status, int options), , {},
-          (process, status, options))
-INTERCEPT(ssize_t, getrandom, (void* bytes, std::size_t size, unsigned flags), , {},
-          (bytes, size, flags))
-INTERCEPT(int, socket, (int domain, int type, int protocol), noexcept, {}, (domain, type, protocol))
-INTERCEPT(int, connect, (int socket, const sockaddr* address, socklen_t size), , {socket},
-          (socket, address, size))
-INTERCEPT(int, getsockopt, (int socket, int level, int name, void* value, socklen_t* size),
-          noexcept, {socket}, (socket, level, name, value, size))
-INTERCEPT(int, accept4, (int socket, sockaddr* address, socklen_t* size, int flags), , {socket},
-          (socket, address, size, flags))
-INTERCEPT(int, poll, (pollfd * entries, nfds_t count, int timeout), , {}, (entries, count, timeout))
-INTERCEPT(int, ppoll,
-          (pollfd * entries, nfds_t count, const timespec* timeout, const sigset_t* mask), , {},
-          (entries, count, timeout, mask))
-
-#undef INTERCEPT
+STAND_IN(intercept, int, open, (b & O_CREAT) != 0 ? " create " : " open ", path(a), NEXT)
+STAND_IN(intercept, int, fcntl, b == F_DUPFD_CLOEXEC ? " dup " : nullptr, file(a), NEXT)
+INTERCEPT(int, openat, entry(a, b))
+INTERCEPT(int, fstat, file(a))
+INTERCEPT(int, stat, path(a))
+INTERCEPT(int, lstat, path(a))
+INTERCEPT(long, readlink, path(a))
+INTERCEPT_TRANSFER(read)
+INTERCEPT_TRANSFER(pread)
+INTERCEPT_TRANSFER(write)
+INTERCEPT(int, close, file(a))
+INTERCEPT(int, fsync, file(a))
+INTERCEPT(int, rename, path(b))
+INTERCEPT(int, unlink, path(a))
+INTERCEPT(int, unlinkat, entry(a, b))
+INTERCEPT(int, mkdir, path(a))
+INTERCEPT(int, fchmod, file(a))
+INTERCEPT(int, fchown, file(a))
+INTERCEPT(void*, readdir, {})
+INTERCEPT(int, close_range, {})
+INTERCEPT(int, waitid, {})
+INTERCEPT(int, waitpid, {})
+INTERCEPT(long, getrandom, {})
+INTERCEPT(int, socket, {})
+INTERCEPT(int, connect, file(a))
+INTERCEPT(int, getsockopt, file(a))
+INTERCEPT(int, accept4, file(a))
+INTERCEPT(int, poll, {})
+INTERCEPT(int, ppoll, {})
+INTERCEPT_MESSAGE(recvmsg)
+INTERCEPT_MESSAGE(sendmsg)
+INTERCEPT_CODE(posix_spawn, path(b))
+INTERCEPT_CODE(pthread_create, {})
+INTERCEPT_CODE(getpwuid_r, {})
 // NOLINTEND(bugprone-macro-parentheses)
 
-// The end of a folder is no failure.
-dirent* readdir(DIR* stream) {
-  dirent* entry = nullptr;
-  const int result = intercept(Call::readdir, {::dirfd(stream)}, [&](bool) {
-    errno = 0;
-    entry = NEXT(readdir)(stream);
-    return entry == nullptr && errno != 0 ? -1 : 0;
-  });
-  return result < 0 ? nullptr : entry;
-}
-ssize_t recvmsg(int socket, msghdr* message, int flags) {
-  return intercept(Call::recvmsg, {socket}, [&](bool half) {
-    return transferPiece(*message, half, [&](msghdr& piece) {
-      const ssize_t count = NEXT(recvmsg)(socket, &piece, flags);
-      message->msg_controllen = piece.msg_controllen;
-      message->msg_flags = piece.msg_flags;
-      return count;
-    });
-  });
-}
-ssize_t sendmsg(int socket, const msghdr* message, int flags) {
-  return intercept(Call::sendmsg, {socket}, [&](bool half) {
-    return transferPiece(*message, half,
-                         [&](msghdr& piece) { return NEXT(sendmsg)(socket, &piece, flags); });
-  });
-}
-
-int posix_spawn(pid_t* process, const char* path, const posix_spawn_file_actions_t* actions,
-                const posix_spawnattr_t* attributes, char* const arguments[],
-                char* const environment[]) {
-  return interceptCode(Call::posix_spawn, path, [&] {
-    return NEXT(posix_spawn)(process, path, actions, attributes, arguments, environment);
-  });
-}
-int posix_spawn_file_actions_adddup2(posix_spawn_file_actions_t* actions, int from,
-                                     int to) noexcept {
-  return interceptCode(Call::posix_spawn_file_actions_adddup2, nullptr,
-                       [&] { return NEXT(posix_spawn_file_actions_adddup2)(actions, from, to); });
-}
-int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
-                   void* argument) noexcept {
-  return interceptCode(Call::pthread_create, nullptr,
-                       [&] { return NEXT(pthread_create)(thread, attributes, body, argument); });
-}
-int getpwuid_r(uid_t user, passwd* record, char* buffer, std::size_t size, passwd** found) {
-  return interceptCode(Call::getpwuid_r, nullptr,
-                       [&] { return NEXT(getpwuid_r)(user, record, buffer, size, found); });
-}
-
-}  // extern "C"
+}  // namespace stand_in

@@ -9,59 +9,18 @@ import json
 import os
 import re
 import shutil
-import struct
-import time
-import unittest
 from collections import Counter
 from pathlib import Path
 
-from attacker import (ERRORS, FAIL, FULL, KILL, SCARCE, SHORT, SHORTEN, AttackedHelper, Fault,
-                      failing)
+from attack_support import FULL
+from attacker import ADDRESS, ERRORS, FAIL, KILL, NONE, SCARCE, SHORT, SHORTEN, Fault
 from removal_test import ARCHIVE, CHANGED, FOLDERS, UNSAFE, Item
 from stage_support import CONTROL as TOOL_CONTROL
+from stage_support import Client
 
 CALLS = Path("/stage/calls.log")
 SAMPLES = 40  # of what there is more of than that, in the bounded form
 DRIFT = 4     # of the number of an allocation: a new thread may find its stack ready, or not
-
-
-class SweepTestCase(unittest.TestCase):
-    def setUp(self):
-        for folder in FOLDERS.values():
-            for file in folder.glob("*.plist"):
-                file.unlink()
-        self.helper = AttackedHelper()
-        self.addCleanup(self.helper.stop)
-
-    def sweep(self, scenario, faults, examine=None):
-        """The request once with each of the faults."""
-        began = time.monotonic()
-        for _ in range(2):  # what is made once for the process is made by the first
-            attack = self.helper.attack(scenario)
-            self.assertEqual(attack.problems, [])
-        scenario.learn(attack.allocations, attack.records)
-        points, beyond, found = Counter(), 0, []
-        for fault in faults():
-            attack = self.helper.attack(scenario, fault)
-            points[fault.calls[0]] += attack.fired > 0
-            beyond += attack.ended_before(fault)
-            if not attack.fired and not attack.ended_before(fault):
-                attack.problems.append("did not strike")
-            if examine:
-                attack.problems += examine(scenario, attack, fault)
-            found += [f"{fault}: {problem}" for problem in attack.problems]
-        calls = ", ".join(f"{count} {call}" for call, count in sorted(points.items()))
-        print(f"{type(scenario).__name__}: {points.total()} faults in "
-              f"{time.monotonic() - began:.0f} s, {beyond} more lay beyond the end: {calls}",
-              flush=True)
-        self.assertFalse(found, "\n".join(["", *found]))
-
-
-def removal(client, keys):
-    data = json.dumps(keys).encode()
-    ok, response, text = client.call("removeLegacyBackgroundItems", signature="ay",
-                                     body=struct.pack("<I", len(data)) + data)
-    return ok, json.loads(response) if response else [], text
 
 
 class Attacked:
@@ -74,10 +33,10 @@ class Attacked:
     def prepare(self):
         CALLS.write_bytes(b"")
 
-    def learn(self, allocations, records):
+    def learn(self, attack):
         """From a run without a fault."""
-        self.allocations, self.records = allocations, records
-        calls = [record.call for record in records]
+        self.allocations, self.records = attack.allocations, attack.records
+        calls = [record.call for record in self.records]
         self.counts = Counter(calls)
         self.begins = calls.index(self.first_step)
         self.ends = len(calls) - 1 - calls[::-1].index("sendmsg")
@@ -93,9 +52,9 @@ class Attacked:
         for call, count in sorted(self.counts.items()):
             for ordinal in self.some(count):
                 for error in ERRORS[call] if FULL else ERRORS[call][:1]:
-                    yield failing(call, ordinal, error)
+                    yield Fault((call,), ordinal, FAIL, error)
                 if call in SHORT:
-                    yield Fault((call,), ordinal, SHORTEN, None, False)
+                    yield Fault((call,), ordinal, SHORTEN)
         for calls, error in SCARCE:
             for ordinal in self.some(sum(self.counts[call] for call in calls)):
                 yield Fault(calls, ordinal, FAIL, error, True)
@@ -109,7 +68,7 @@ class Attacked:
         for at, record in enumerate(self.records):
             seen[record.call] += 1
             if FULL or at % 4 == 0:
-                yield Fault((record.call,), seen[record.call], KILL, None, False)
+                yield Fault((record.call,), seen[record.call], KILL)
 
     def is_left(self):
         return True
@@ -123,8 +82,8 @@ class Attacked:
 
     def may_end_unanswered(self, fault):
         """For want of memory for the reply, or because the message or the reply cannot pass."""
-        if fault.action == KILL:
-            return True
+        if fault.action in (NONE, KILL):
+            return fault.action == KILL
         if "allocate" in fault.calls:
             first, last = (self.position(fault._replace(ordinal=fault.ordinal + drift))
                            for drift in (-DRIFT, DRIFT))
@@ -164,20 +123,22 @@ class Operation(Attacked):
 
 
 class Removal(Attacked):
-    """A user's agent that is loaded, a shared one that is not, and a daemon."""
+    """An agent that is loaded, a daemon that is not, and an agent that is found changed once it
+    has been stopped and archived, so that this is undone."""
 
     first_step = "getpwuid_r"
 
     def prepare(self):
         super().prepare()
         shutil.rmtree(ARCHIVE.parent, ignore_errors=True)
-        self.items = self.make_items()
-        self.loaded = [item for item in self.items if item.job.exists()]
-        (TOOL_CONTROL / "launchctl.bootout").unlink(missing_ok=True)
+        first, _, changed = self.items = [Item("attacked.agent"), Item(
+            "attacked.daemon", "systemDaemon", loaded=False), Item("attacked.changed")]
+        (TOOL_CONTROL / "launchctl.bootout").write_text(
+            f"run=[ -e '{first.job}' ] || echo >>'{changed.path}'\n")
         # The stage's own way, which reads the file with Python, takes too long.
         (TOOL_CONTROL / "launchctl.bootstrap").write_text(
             "".join(f"run=[ ! -e '{item.path}' ] || touch '{item.job}'\n"
-                    for item in self.loaded) + "exit=0\n")
+                    for item in (first, changed)) + "exit=0\n")
         labels = "|".join(re.escape(item.label) for item in self.items)
         folders = "|".join(map(str, FOLDERS.values()))
         self.messages = [
@@ -185,34 +146,36 @@ class Removal(Attacked):
             f"The background item ({labels}) is no longer present in an allowed launchd folder.",
             "The signed-in user\u2019s home directory could not be resolved safely."]
 
-    def make_items(self):
-        return [Item("attacked.agent"), Item("attacked.shared", "sharedAgent", loaded=False),
-                Item("attacked.daemon", "systemDaemon")]
+    def learn(self, attack):
+        super().learn(attack)
+        self.undo = max(at for at, record in enumerate(self.records)
+                        if record.call == "unlink" and ARCHIVE.name in record.subject)
 
     def request(self, client):
         keys = [item.key for item in self.items if self.stays(item)]
-        ok, removed, text = removal(client, keys)
-        return (ok and removed == keys, text) if ok else (ok, text)
+        ok, response, text = client.remove(*keys)
+        return ok and json.loads(response) == keys, text
 
     def is_done(self):
-        return not any(item.path.exists() for item in self.items)
+        return not self.is_left()
 
     def is_left(self):
-        return any(self.stays(item) for item in self.items)
+        return any(item.path.exists() for item in self.items)
+
+    def is_as_ever(self, reply):
+        """Where the job was no longer loaded, nothing changes the file this time."""
+        return reply in ((True, ""), (False, CHANGED.format(self.items[-1].label)))
 
     def stays(self, item):
-        return item.is_in_place()
+        return is_copy(item.path, item)
 
     def problems(self, reply, fault):
         yield from super().problems(reply, fault)
         undisturbed = fault.action != KILL and "unlink" not in fault.calls
         for item in self.items:
-            copies = whole_copies(item)
-            if not self.stays(item) and (item.path.exists() or copies < 1):
+            if not self.stays(item) and (item.path.exists() or not whole_copies(item)):
                 yield f"lost: {item.key}"
-            if undisturbed and self.stays(item) and copies > 0:
-                yield f"kept in the archive: {item.key}"
-            if self.stays(item) and item in self.loaded and not item.job.exists() and \
+            if self.stays(item) and item.kind != "systemDaemon" and not item.job.exists() and \
                     not self.may_stay_stopped(fault):
                 yield f"not loaded again: {item.key}"
         entries = [path.name for path in ARCHIVE.glob("*/*")]
@@ -221,48 +184,8 @@ class Removal(Attacked):
             yield f"left in the archive: {entries}"
 
     def may_stay_stopped(self, fault):
-        return fault.action == KILL or fault.lasting or fault.error == "ECHILD"
-
-
-class UndoneRemoval(Removal):
-    """An agent that is found changed once it has been stopped and archived."""
-
-    def prepare(self):
-        super().prepare()
-        item, = self.items
-        (TOOL_CONTROL / "launchctl.bootout").write_text(f"run=echo >>'{item.path}'\n")
-
-    def make_items(self):
-        return [Item("attacked.agent")]
-
-    def learn(self, allocations, records):
-        super().learn(allocations, records)
-        archive = [at for at, record in enumerate(records)
-                   if ARCHIVE.name in record.subject and record.call != "close"]
-        self.archived = max(at for at in archive if records[at].call == "fsync")
-        self.undo = max(at for at in archive if records[at].call == "unlink")
-
-    def faults(self):
-        return (fault for fault in super().faults() if self.position(fault) >= self.archived)
-
-    def kills(self):
-        return (fault for fault in super().kills() if self.position(fault) >= self.archived)
-
-    def is_left(self):
-        item, = self.items
-        item.data = item.path.read_bytes()
-        return True
-
-    def is_as_ever(self, reply):
-        """Where the job was no longer loaded, nothing changes the file this time."""
-        return reply in ((True, ""), (False, CHANGED.format(self.items[0].label)))
-
-    def stays(self, item):
-        return item.path.is_file() and item.path.read_bytes().rstrip(b"\n") == \
-            item.data.rstrip(b"\n")
-
-    def may_stay_stopped(self, fault):
-        return super().may_stay_stopped(fault) or self.position(fault) > self.undo
+        return fault.action == KILL or fault.lasting or fault.error == "ECHILD" or \
+            fault.action != NONE and self.position(fault) > self.undo
 
 
 class Admission(Attacked):
@@ -271,8 +194,8 @@ class Admission(Attacked):
     from_the_knock = True
     first_step = "accept4"
 
-    def request(self, helper):
-        with helper.connect() as client:
+    def request(self, _):
+        with Client("alice", path=ADDRESS) as client:
             return client.version()
 
     def problems(self, reply, fault):
@@ -280,12 +203,16 @@ class Admission(Attacked):
             yield f"replied {reply}"
 
 
+def is_copy(path, item):
+    """All the item's bytes, and perhaps the one that is added meanwhile."""
+    return path.is_file() and path.read_bytes().rstrip() == item.data.rstrip()
+
+
 def whole_copies(item):
     """The entries of `item` in the archive with all its bytes and a readable record."""
     count = 0
     for record in ARCHIVE.glob("*/*.json"):
-        copy = record.with_suffix(".plist")
         metadata = json.loads(record.read_text())
-        count += metadata["token"] == item.key and metadata["originalPath"] == str(item.path) and \
-            copy.is_file() and copy.read_bytes() == item.data
+        count += (metadata["token"], metadata["originalPath"]) == (item.key, str(item.path)) and \
+            is_copy(record.with_suffix(".plist"), item)
     return count

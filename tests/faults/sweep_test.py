@@ -1,0 +1,100 @@
+"""Requests during which each call fails once, in every way it can, memory too; and others during
+which the helper is killed before each call, and the power fails later."""
+
+import os
+import time
+import unittest
+
+from attack_support import tell
+from attacker import AttackedHelper
+from removal_test import FOLDERS
+from scenarios import CALLS, Admission, Operation, Removal
+from stage_support import main
+
+
+class Disk:
+    """What the calls made so far have not yet brought to the disk, where a power cut loses it."""
+
+    def __init__(self):
+        self.loose = set()  # the contents of files and folders, attributes included, and names
+        self.folder, self.problems = "", []
+
+    def follow(self, records):
+        for call, error, _, path in records:
+            if error:
+                continue
+            if call in ("create", "mkdir"):
+                self.loose |= {("content", path), ("name", path)}
+                self.folder = path if call == "mkdir" else self.folder
+            elif call in ("write", "fchmod", "fchown"):
+                self.loose.add(("content", path))
+            elif call == "rename":
+                self.loose = {(what, path if of == path + ".partial" else of)
+                              for what, of in self.loose} | {("name", path)}
+            elif call == "fsync":
+                self.loose -= {(what, of) for what, of in self.loose
+                               if path == (of if what == "content" else os.path.dirname(of))}
+            elif call == "unlinkat":  # not before its archive, and the way there, is safe
+                self.problems += [f"{path} is deleted before the {what} of {of} is safe"
+                                  for what, of in sorted(self.loose)
+                                  if of.startswith(self.folder) or self.folder.startswith(of + "/")]
+
+
+class Sweep(unittest.TestCase):
+    def setUp(self):
+        for folder in FOLDERS.values():
+            for file in folder.glob("*.plist"):
+                file.unlink()
+        self.helper = AttackedHelper()
+
+    def sweep(self, scenario, faults, examine=lambda *_: ()):
+        """The request once with each of the faults that the scenario's `faults` names."""
+        began = time.monotonic()
+        for _ in range(2):  # what is made once for the process is made by the first
+            attack = self.helper.attack(scenario)
+            self.assertEqual(attack.problems, [])
+        scenario.learn(attack)
+        struck, beyond, found = 0, 0, []
+        for fault in faults(scenario):
+            attack = self.helper.attack(scenario, fault)
+            struck += attack.fired > 0
+            problems = [*attack.problems, *examine(scenario, attack, fault)]
+            if not attack.fired and fault.may_miss(attack):
+                beyond += 1
+            elif not attack.fired:
+                problems.append("did not strike")
+            found += [f"{fault}: {problem}" for problem in problems]
+        tell(f"{type(scenario).__name__}: {struck} faults in {time.monotonic() - began:.0f} s, "
+             f"{beyond} more lay beyond the end")
+        self.assertFalse(found, "\n".join(["", *found]))
+
+
+class FaultSweep(Sweep):
+    def test_whatever_fails_nothing_is_lost_or_untrue(self):
+        for scenario in (Removal, Operation, Admission):
+            with self.subTest(scenario.__name__):
+                self.sweep(scenario(), scenario.faults)
+
+
+class CrashSweep(Sweep):
+    def resume(self, scenario, attack, fault):
+        """What the next helper makes of the same request, and where a power cut leads then."""
+        CALLS.write_bytes(b"")
+        disk = Disk()
+        disk.follow(attack.records)
+        if scenario.is_left():
+            second = self.helper.attack(scenario, earlier=fault)
+            disk.follow(second.records)
+            yield from second.problems
+            if not scenario.is_as_ever(second.reply):
+                yield f"the next request: {second.reply}"
+        yield from disk.problems
+
+    def test_whenever_it_ends_nothing_is_lost_and_the_next_request_works(self):
+        for scenario in (Removal, Operation):
+            with self.subTest(scenario.__name__):
+                self.sweep(scenario(), scenario.kills, self.resume)
+
+
+if __name__ == "__main__":
+    main()
