@@ -52,7 +52,7 @@ class Flood(AttackTestCase):
 
     def test_unfinished_authentications_end_after_ten_seconds(self):
         began = time.monotonic()
-        beginnings = (b"", b"\0", b"\0AUTH EXTERNAL 353031", b"\0AUTH EXTERNAL 353031\r\n")
+        beginnings = (b"", b"\0", b"\0AUTH EXTERNAL 353031", b"\0AUTH EXTERNAL 353031\r\n") * 31
         waiting = [self.connect(authenticate=False) for _ in beginnings]
         for client, beginning in zip(waiting, beginnings):
             client.send(beginning)

@@ -122,23 +122,23 @@ class Operation(Attacked):
                                      "/usr/bin/killall -HUP mDNSResponder\n")
 
 
-class Removal(Attacked):
-    """An agent that is loaded, a daemon that is not, and an agent that is found changed once it
-    has been stopped and archived, so that this is undone."""
+class FinishedRemoval(Attacked):
+    """An agent that is loaded, a daemon that is not, and another agent."""
 
     first_step = "getpwuid_r"
+    is_undone = False
 
     def prepare(self):
         super().prepare()
         shutil.rmtree(ARCHIVE.parent, ignore_errors=True)
-        first, _, changed = self.items = [Item("attacked.agent"), Item(
-            "attacked.daemon", "systemDaemon", loaded=False), Item("attacked.changed")]
+        first, _, last = self.items = [Item("attacked.agent"), Item(
+            "attacked.daemon", "systemDaemon", loaded=False), Item("attacked.last")]
         (TOOL_CONTROL / "launchctl.bootout").write_text(
-            f"run=[ -e '{first.job}' ] || echo >>'{changed.path}'\n")
+            f"run=[ -e '{first.job}' ] || echo >>'{last.path}'\n" if self.is_undone else "")
         # The stage's own way, which reads the file with Python, takes too long.
         (TOOL_CONTROL / "launchctl.bootstrap").write_text(
             "".join(f"run=[ ! -e '{item.path}' ] || touch '{item.job}'\n"
-                    for item in (first, changed)) + "exit=0\n")
+                    for item in (first, last)) + "exit=0\n")
         labels = "|".join(re.escape(item.label) for item in self.items)
         folders = "|".join(map(str, FOLDERS.values()))
         self.messages = [
@@ -148,8 +148,8 @@ class Removal(Attacked):
 
     def learn(self, attack):
         super().learn(attack)
-        self.undo = max(at for at, record in enumerate(self.records)
-                        if record.call == "unlink" and ARCHIVE.name in record.subject)
+        self.undo = max((at for at, record in enumerate(self.records) if record.call == "unlink"
+                         and ARCHIVE.name in record.subject), default=len(self.records))
 
     def request(self, client):
         keys = [item.key for item in self.items if self.stays(item)]
@@ -186,6 +186,12 @@ class Removal(Attacked):
     def may_stay_stopped(self, fault):
         return fault.action == KILL or fault.lasting or fault.error == "ECHILD" or \
             fault.action != NONE and self.position(fault) > self.undo
+
+
+class Removal(FinishedRemoval):
+    """The last agent is found changed once it has been stopped and archived: this is undone."""
+
+    is_undone = True
 
 
 class Admission(Attacked):

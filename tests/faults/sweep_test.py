@@ -5,10 +5,10 @@ import os
 import time
 import unittest
 
-from attack_support import tell
+from attack_support import tell, times
 from attacker import AttackedHelper
 from removal_test import FOLDERS
-from scenarios import CALLS, Admission, Operation, Removal
+from scenarios import CALLS, Admission, FinishedRemoval, Operation, Removal
 from stage_support import main
 
 
@@ -71,7 +71,7 @@ class Sweep(unittest.TestCase):
 
 class FaultSweep(Sweep):
     def test_whatever_fails_nothing_is_lost_or_untrue(self):
-        for scenario in (Removal, Operation, Admission):
+        for scenario in (Removal, Operation, Admission, *times((), (FinishedRemoval,))):
             with self.subTest(scenario.__name__):
                 self.sweep(scenario(), scenario.faults)
 
@@ -91,7 +91,7 @@ class CrashSweep(Sweep):
         yield from disk.problems
 
     def test_whenever_it_ends_nothing_is_lost_and_the_next_request_works(self):
-        for scenario in (Removal, Operation):
+        for scenario in (Removal, Operation, *times((), (FinishedRemoval,))):
             with self.subTest(scenario.__name__):
                 self.sweep(scenario(), scenario.kills, self.resume)
 
