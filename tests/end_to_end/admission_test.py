@@ -4,7 +4,6 @@ import contextlib
 import itertools
 import os
 import shutil
-import stat
 import subprocess
 import sys
 import time
@@ -52,10 +51,21 @@ def flip_byte(path):
 
 def in_place_of(make):
     """`make` puts something else where a file was."""
-    def replace(path):
-        os.unlink(path)
-        make(path)
-    return replace
+    return lambda path: (os.unlink(path), make(path))
+
+
+@contextlib.contextmanager
+def whole_again(path):
+    """Puts a file back, in one step, when the block has done with it what it wants."""
+    kept = path + ".kept"
+    os.rename(path, kept)
+    shutil.copy(kept, path)
+    try:
+        yield
+    finally:
+        if os.path.isdir(path) and not os.path.islink(path):
+            os.rmdir(path)
+        os.rename(kept, path)
 
 
 # What may stand in the place of a signature, or be done to it.
@@ -114,18 +124,17 @@ class ForeignClients(StageTestCase):
         self.assertIn('<method name="removeLegacyBackgroundItems">', described.stdout)
         self.assert_logged()
 
-    def test_wrong_certificate_gets_no_answer(self):
-        leaf_as_authority = WORK / "leaf_as_authority"
-        shutil.copy(certificate(), leaf_as_authority.with_suffix(".pem"))
-        shutil.copy(AUTHORITY / "leaf.key", leaf_as_authority.with_suffix(".key"))
-        cases = {
+    def test_client_of_another_signer_or_with_a_wrong_signature_gets_no_answer(self):
+        leaf = certificate()
+        shutil.copy(leaf, WORK / "issuer.pem")
+        shutil.copy(AUTHORITY / "leaf.key", WORK / "issuer.key")
+        certificates = {
             "other team": dict(subject="/CN=Velmora Stage/OU=OTHER00001"),
             "team in another field": dict(subject="/CN=Velmora Stage/O=VELMORA042"),
             "team twice": dict(subject=TEAM + "/OU=VELMORA042"),
             "other team first": dict(subject="/CN=Velmora Stage/OU=OTHER00001/OU=VELMORA042"),
             "team in another case": dict(subject="/CN=Velmora Stage/OU=velmora042"),
             "other authority": dict(authority=make_other_authority()),
-            "issued by a leaf": dict(authority=leaf_as_authority),
             "expired": dict(days=-1), "no purpose": dict(extendedKeyUsage=None),
             "mail only": dict(extendedKeyUsage="emailProtection"), "no key usage": dict(keyUsage=None),
             "any purpose": dict(extendedKeyUsage="anyExtendedKeyUsage"),
@@ -134,33 +143,26 @@ class ForeignClients(StageTestCase):
                                  keyUsage="critical,digitalSignature,keyCertSign"),
             "an authority that may not certify": dict(basicConstraints="critical,CA:TRUE"),
         }
-        for name, parts in cases.items():
-            with self.subTest(name):
-                program = self.foreign_client(name)
-                chain = [f"{leaf_as_authority}.pem"] if name == "issued by a leaf" else []
-                sign(program, certificate(**parts), chain=chain)
-                self.assert_refused(program)
-        for identifier in ("com.example.other", SERVICE, CLIENT_IDENTIFIER.upper()):
-            with self.subTest(identifier):
-                program = self.foreign_client(identifier)
-                sign(program, certificate(), identifier)
-                self.assert_refused(program)
-        self.assert_logged()
-
-    def test_wrong_file_gets_no_answer(self):
         stolen = "/Applications/Velmora.app/Contents/MacOS/velmoractl.signature"
-        cases = [(f"signature: {name}", ".signature", make)
-                 for name, make in BAD_SIGNATURE_FILES.items()] + [
-            ("another's signature", ".signature", lambda path: shutil.copy(stolen, path)),
-            ("byte flipped", "", flip_byte),
-            ("truncated", "", lambda path: os.truncate(path, os.path.getsize(path) - 1)),
-            ("longer", "", lambda path: os.truncate(path, os.path.getsize(path) + 1))]
-        leaf = certificate()
-        for name, suffix, make in cases:
+        files = {("signature", name): make for name, make in BAD_SIGNATURE_FILES.items()} | {
+            ("signature", "of another"): lambda path: shutil.copy(stolen, path),
+            ("program", "altered"): flip_byte,
+            ("program", "truncated"): BAD_SIGNATURE_FILES["truncated"],
+            ("program", "longer"): BAD_SIGNATURE_FILES["followed by more"]}
+        cases = [  # name, how the client is signed, what is done to which of its files then
+            (name, dict(leaf=certificate(**parts)), "program", str)
+            for name, parts in certificates.items()]
+        cases.append(("issued by a leaf", dict(leaf=certificate(authority=WORK / "issuer"),
+                                               chain=[WORK / "issuer.pem"]), "program", str))
+        cases += [(identifier, dict(leaf=leaf, identifier=identifier), "program", str)
+                  for identifier in ("com.example.other", SERVICE, CLIENT_IDENTIFIER.upper())]
+        cases += [(f"{file} {name}", dict(leaf=leaf), file, make)
+                  for (file, name), make in files.items()]
+        for name, signing, file, make in cases:
             with self.subTest(name):
                 program = self.foreign_client(name)
-                sign(program, leaf)
-                make(program + suffix)
+                sign(program, **signing)
+                make(program if file == "program" else program + ".signature")
                 self.assert_refused(program)
         self.assert_logged()
 
@@ -202,22 +204,6 @@ class ForeignClients(StageTestCase):
                                             for uid in (501, 502, 501)])
 
 
-class whole_again:
-    """Puts a file back, in one step, when the block has done with it what it wants."""
-
-    def __init__(self, path):
-        self.path, self.kept = path, path + ".kept"
-
-    def __enter__(self):
-        os.rename(self.path, self.kept)
-        shutil.copy(self.kept, self.path)
-
-    def __exit__(self, *_):
-        if os.path.isdir(self.path) and not os.path.islink(self.path):
-            os.rmdir(self.path)
-        os.rename(self.kept, self.path)
-
-
 class HelperItself(StageTestCase):
     def test_helper_without_a_readable_team_refuses_everyone_until_it_has_one(self):
         def signed(*arguments, **parts):
@@ -252,23 +238,6 @@ class HelperItself(StageTestCase):
         self.assertEqual((second.returncode, second.stdout), (1, ""))
         self.assertRegex(second.stderr, f"^VelmoraMaintenanceHelper: .*{SOCKET}.*\n$")
         self.assert_served()
-
-    def test_socket_file_left_behind_is_taken_over(self):
-        script = (f"mount -t tmpfs none /run && python3 -c 'import socket; "
-                  f"socket.socket(1).bind(\"{SOCKET}\")' && exec {HELPER}")
-        process = subprocess.Popen(["unshare", "--mount", "sh", "-c", script])
-        self.addCleanup(process.wait)
-        self.addCleanup(process.kill)
-        runs, path = (Path(f"/proc/{process.pid}/{name}") for name in ("cmdline", "root" + SOCKET))
-        eventually(lambda: runs.read_bytes() == HELPER.encode() + b"\0", "the private helper")
-
-        def connection():
-            with contextlib.suppress(ConnectionRefusedError, FileNotFoundError):
-                return Client("root", path=str(path))
-
-        with eventually(connection, "a connection to the private helper") as client:
-            self.assertEqual(client.version(), ("3",))
-        self.assertEqual(stat.S_IMODE(path.stat().st_mode), 0o666)
 
 
 if __name__ == "__main__":

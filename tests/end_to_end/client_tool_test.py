@@ -2,6 +2,7 @@
 
 import json
 import os
+import plistlib
 import pty
 import re
 import select
@@ -11,7 +12,7 @@ import subprocess
 import unittest
 from pathlib import Path
 
-from removal_test import ARCHIVE, Item
+from removal_test import ARCHIVE, FOLDERS, Item
 from stage_support import (BUSY, SERVICE, SOCKET, STAFF, USERS, StageTestCase, eventually,
                            free_memory, main, run_as)
 
@@ -136,31 +137,59 @@ class ClientTool(StageTestCase):
 
 
 class Listing(StageTestCase):
+    AMBIGUOUS = "has the same label as another file"
+    PROTECTED = "has a label that is protected or not allowed"
+    FILES = {  # in alice's folder: label, contents or making; key or what is wrong with it
+        "of another name.PList": ("org.example.menu-bar", "userAgent|org.example.menu-bar"),
+        "1.plist": ("twice", AMBIGUOUS), "2.plist": ("twice", AMBIGUOUS),
+        "3.plist": ("thrice", AMBIGUOUS), "4.plist": ("thrice", AMBIGUOUS),
+        "5.plist": ("thrice", AMBIGUOUS), "6.plist": ("\u00e9", AMBIGUOUS),
+        "7.plist": ("e\u0301", AMBIGUOUS), "8.plist": ("Case", "userAgent|Case"),
+        "9.plist": ("case", "userAgent|case"), "space.plist": ("a b", PROTECTED),
+        "apple.plist": ("Com.Apple.x", PROTECTED),
+        "once.plist": ("org.example.installed-by-root", "userAgent|org.example.installed-by-root"),
+        "\x1b]0;\udcff\n.plist": ("strange", "has a name that is not valid UTF-8"),
+        "empty.plist": (b"", "is not a property list"),
+        "array.plist": (b"(Label, x)", "is a property list, but not a dictionary"),
+        "unlabelled.plist": (b"{ Program = x; }", "has no label"),
+        "number.plist": (b"<plist><dict><key>Label</key><integer>1</integer></dict></plist>",
+                         "has a label that is not text"),
+        "device.plist": (lambda path: path.symlink_to("/dev/zero"), "is a symbolic link"),
+        "FIFO.plist": (os.mkfifo, "is not a regular file"),
+        "secret.plist": (lambda path: path.touch(0), "cannot be opened by you"),
+        "huge.plist": (lambda path: path.touch() or os.truncate(path, 1 << 43),
+                       "is larger than the memory that can be spared"),
+    }
+    THERE = {
+        "org.example.linked.plist": "is a symbolic link",
+        "org.example.installed-by-root.plist": "belongs to another user than this folder demands",
+        "org.example.damaged.plist": "is not a property list", f"{SERVICE}.plist": PROTECTED,
+        "org.example.menu-bar.plist": "sharedAgent|org.example.menu-bar",
+        "org.example.backup-daemon.plist": "systemDaemon|org.example.backup-daemon",
+    }
+
+    def make(self, path, what):
+        self.addCleanup(path.unlink)
+        if callable(what):
+            what(path)
+        else:
+            path.write_bytes(what if isinstance(what, bytes) else plistlib.dumps({"Label": what}))
+        os.chown(path, USERS["alice"], STAFF, follow_symlinks=False)
+
     def test_listing_names_every_property_list_and_what_is_wrong_with_it(self):
-        item, twice = Item("org.example.item"), Item("org.example.twice")
-        again = Item("org.example.twice", name="again.plist")
-        strange = Item("org.example.strange", name="\x1b]0;\udcff\n.plist")
-        secret = Item("org.example.secret", kind="systemDaemon")
-        for each in (item, twice, again, strange, secret):
-            self.addCleanup(each.path.unlink)
-        secret.path.chmod(0o600)
-        ambiguous = "has the same label as another file"
-        expected = {  # name: key or reason
-            "org.example.item.plist": item.key, "again.plist": ambiguous,
-            "org.example.secret.plist": "cannot be opened by you",
-            "\x1b]0;\ufffd\n.plist": "has a name that is not valid UTF-8",
-            "org.example.damaged.plist": "is not a property list",
-            f"{SERVICE}.plist": "has a label that is protected or not allowed",
-            "org.example.menu-bar.plist": "sharedAgent|org.example.menu-bar",
-            "org.example.backup-daemon.plist": "systemDaemon|org.example.backup-daemon",
-        }
+        expected = dict(self.THERE)
+        for name, (what, said) in self.FILES.items():
+            self.make(FOLDERS["userAgent"] / name, what)
+            expected[name.replace("\udcff", "\ufffd")] = said
         entries = json.loads(run_as("alice", "velmoractl", "list", "--json").stdout)
         files = {Path(each["file"]).name: each for each in entries}
         found = {name: files[name].get("key") or files[name]["reason"] for name in expected}
         self.assertEqual(found, expected)
+        self.assertFalse({".org.example.hidden.plist", "org.example.previous.plist.disabled"} &
+                         files.keys())
         text = run_as("alice", "velmoractl", "list").stdout
-        self.assertIn(f"  again.plist: {ambiguous} (org.example.twice)\n", text)
-        self.assertEqual(text.count(".plist"), len(entries))
+        self.assertIn(f"  5.plist: {self.AMBIGUOUS} (thrice)\n", text)
+        self.assertEqual(text.lower().count(".plist"), len(entries))
         self.assertTrue(text.replace("\n", "").isprintable())
 
 

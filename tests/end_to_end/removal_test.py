@@ -3,11 +3,12 @@
 import json
 import os
 import plistlib
+import shutil
 import stat
 import time
 from pathlib import Path
 
-from stage_support import (BUSY, USERS, Client, StageTestCase, eventually, main,
+from stage_support import (BUSY, STAFF, USERS, Client, StageTestCase, eventually, main,
                            removal_request)
 
 ALICE = Path("/Users/alice/Library/LaunchAgents")
@@ -16,6 +17,7 @@ FOLDERS = {"userAgent": ALICE, "sharedAgent": Path("/Library/LaunchAgents"),
 DOMAINS = {"userAgent": "gui/501", "sharedAgent": "gui/501", "systemDaemon": "system"}
 ARCHIVE = Path("/Library/Application Support/Velmora/Background Item Backups")
 INVALID = "The background-item request was invalid."
+MISSING = "The background item {} is no longer present in an allowed launchd folder."
 CHANGED = "The background item {} changed during removal, so Velmora stopped safely."
 UNSAFE = "{} contains a symbolic link or is unavailable, so Velmora stopped safely."
 
@@ -112,21 +114,26 @@ class Removal(StageTestCase):
             status = path.lstat()
             mode = 0o700 if path.is_dir() else 0o600
             self.assertEqual((stat.S_IMODE(status.st_mode), status.st_uid), (mode, 0), path)
+        for path in ARCHIVE.glob("*/*"):
+            self.assertRegex(path.parent.name, "^[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}$")
+            self.assertRegex(path.stem, "^[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}$")
 
     def test_request_that_is_refused_touches_nothing(self):
-        item, twice = self.item("item"), self.item("twice")
-        self.item("twice", name="another.plist")
-        foreign = self.item("foreign")
-        os.chown(foreign.path, USERS["bob"], 20)
+        item, link, foreign = (self.item(name) for name in ("item", "link", "foreign"))
+        # The third file of a label must not pass for the only one.
+        twice, *_ = (self.item("twice", name=f"{number}.plist") for number in range(3))
+        os.chown(foreign.path, USERS["bob"], STAFF)
+        link.path.unlink()
+        link.path.symlink_to(item.path)
         absent = "org.example.absent"
-        missing = "The background item {} is no longer present in an allowed launchd folder."
         ambiguous = ("More than one background item uses the label {} in the same launchd "
                      "location.")
         cases = [  # what is asked for beside the item, and what is answered
             ([twice.key], ambiguous.format(twice.label)),
-            ([f"userAgent|{absent}"], missing.format(absent)),
-            ([foreign.key], missing.format(foreign.label)),
-            ([item.key.replace("userAgent", "sharedAgent")], missing.format(item.label)),
+            ([f"userAgent|{absent}"], MISSING.format(absent)),
+            ([foreign.key], MISSING.format(foreign.label)),
+            ([link.key], MISSING.format(link.label)),
+            ([item.key.replace("userAgent", "sharedAgent")], MISSING.format(item.label)),
             (["userAgent|com.apple.x"], INVALID), (["systemDaemon|COM.VELMORA.app"], INVALID),
             ([f"userAgent|{number}" for number in range(128)], INVALID),
         ]
@@ -136,7 +143,7 @@ class Removal(StageTestCase):
             with self.subTest(keys[0]):
                 self.assertEqual(remove(item.key, *keys), (False, b"", text))
                 self.assert_logged(failed(text))
-        self.assertEqual(remove(item.key, user="bob")[::2], (False, missing.format(item.label)))
+        self.assertEqual(remove(item.key, user="bob")[::2], (False, MISSING.format(item.label)))
         self.assertEqual(remove(), (False, b"", INVALID))
         self.new_log()
         ok, response, text = remove(data=b"[" * 1_000_000)
@@ -153,6 +160,7 @@ class Removal(StageTestCase):
 
         changes = {  # name: command, whether launchctl can load what is there now
             "one-byte-more": ("echo >>'{path}'", True),
+            "one-byte-less": ("truncate --size=-1 '{path}'", True),
             "another-byte": ("printf X | dd of='{path}' conv=notrunc status=none", True),
             "another-owner": ("chown 502 '{path}'", True),
             "link-to-a-copy": ("mv '{path}' /stage/copy; ln -s /stage/copy '{path}'", True),
@@ -174,9 +182,85 @@ class Removal(StageTestCase):
                 self.assertEqual(item.archived(), [])
                 self.assertEqual(self.new_calls()[-1],
                                  f"/bin/launchctl bootstrap gui/501 {item.path}")
+                self.assertEqual(os.path.lexists(item.path), name != "gone")
                 self.assertEqual(item.job.exists(), loads)
                 if item.path.is_dir():
                     item.path.rmdir()
+
+    def test_undoing_takes_back_what_was_done_and_no_more(self):
+        change = f"run=echo >>'{ALICE}/{self._testMethodName}.item.plist'"
+        stopped = "launchctl exited with status 5: words"
+        cases = {  # name: what launchctl does, its calls, what is answered
+            "not stopped": ({"bootout": ["stderr=words", "exit=5"]}, "print bootout", stopped),
+            "not loaded": ({"print": [change, "exit=113"]}, "print", CHANGED),
+            "probe killed": ({"print": [change, "signal=9"]}, "print", CHANGED),
+            "undo fails": ({"bootout": [change], "bootstrap": ["exit=5"]},
+                           "print bootout bootstrap", CHANGED),
+            "undo hangs": ({"bootout": [change], "bootstrap": ["sleep=60"]},
+                           "print bootout bootstrap", CHANGED),
+        }
+        for name, (controls, verbs, text) in cases.items():
+            with self.subTest(name):
+                item = self.item("item")
+                self.new_calls()
+                for verb in ("print", "bootout", "bootstrap"):
+                    self.control(f"launchctl.{verb}", *controls.get(verb, []))
+                began = time.monotonic()
+                self.assertEqual(remove(item.key), (False, b"", text.format(item.label)))
+                least = 3 if name == "undo hangs" else 0
+                self.assertTrue(least <= time.monotonic() - began < least + 3)
+                self.assertEqual(" ".join(call.split()[1] for call in self.new_calls()), verbs)
+                self.assertTrue(item.path.read_bytes().startswith(item.data))
+                self.assertEqual(item.archived(), [])
+
+    def test_items_of_a_request_share_its_time(self):
+        first, second = self.item("first"), self.item("second")
+        self.control("launchctl.bootout", "sleep=13")
+        began = time.monotonic()
+        self.assertEqual(remove(first.key, second.key), (
+            False, b"", "launchctl did not finish in time, so the maintenance helper stopped it."))
+        elapsed = time.monotonic() - began
+        self.assertTrue(22 <= elapsed < 26, elapsed)
+        self.assert_removed(first)
+        self.assert_kept(second)
+        self.assertTrue(second.job.exists())
+
+    def test_home_is_looked_up_for_each_request_and_means_what_the_walk_takes(self):
+        USERS["stranger"] = 503
+        item = self.item("item", loaded=False)
+        os.chown(item.path, 503, STAFF)
+        unavailable = "The signed-in user\u2019s home directory could not be resolved safely."
+        self.assertEqual(remove(item.key, user="stranger"), (False, b"", unavailable))
+        accounts = Path("/etc/passwd")
+        self.addCleanup(accounts.write_text, accounts.read_text())
+        with accounts.open("a") as file:  # longer than what is first set aside for a record
+            file.write(f"stranger:*:503:20:{'x' * 5000}:/Users//bob/.././alice/:/bin/sh\n")
+        self.new_calls()
+        self.assertEqual(remove(item.key, user="stranger"), (True, [item.key], ""))
+        self.assertEqual(self.new_calls(), [f"/bin/launchctl print gui/503/{item.label}"])
+        self.assertEqual([entry["originalPath"] for entry in item.archived()], [str(item.path)])
+
+    def test_archive_is_a_real_folder_and_stays_as_it_was(self):
+        item, elsewhere = self.item("item"), Path("/stage/elsewhere")
+        elsewhere.mkdir()
+        shutil.rmtree(ARCHIVE.parent, ignore_errors=True)
+        self.addCleanup(shutil.rmtree, ARCHIVE.parent)
+        ARCHIVE.parent.mkdir()
+        cases = {  # what is in its place, and what is answered
+            "link": (lambda: ARCHIVE.symlink_to(elsewhere),
+                     "Velmora could not create its protected background-item archive."),
+            "file": (ARCHIVE.touch, f"Could not create {ARCHIVE}: File exists."),
+        }
+        for name, (make, text) in cases.items():
+            with self.subTest(name):
+                make()
+                self.assertEqual(remove(item.key), (False, b"", text))
+                ARCHIVE.unlink()
+        self.assertEqual(list(elsewhere.iterdir()), [])
+        self.assert_kept(item)
+        ARCHIVE.mkdir(mode=0o755)
+        self.assertEqual(remove(item.key), (True, [item.key], ""))
+        self.assertEqual(stat.S_IMODE(ARCHIVE.stat().st_mode), 0o755)
 
     def test_link_on_the_way_to_the_folder_is_followed_to_nothing(self):
         for level in (ALICE, ALICE.parent, ALICE.parent.parent):
