@@ -66,13 +66,16 @@ class Item:
             self.path.read_bytes() == self.data
 
 
-class Removal(StageTestCase):
+class ItemTestCase(StageTestCase):
     def item(self, label, **options):
         item = Item(f"{self._testMethodName}.{label}", **options)
-        self.addCleanup(lambda: item.path.is_dir() or item.path.unlink(missing_ok=True))
+        self.addCleanup(lambda: item.path.rmdir() if item.path.is_dir()
+                        else item.path.unlink(missing_ok=True))
         self.addCleanup(item.job.unlink, missing_ok=True)
         return item
 
+
+class Removal(ItemTestCase):
     def assert_removed(self, *items):
         for item in items:
             self.assertFalse(item.path.exists(), item.key)
@@ -143,8 +146,7 @@ class Removal(StageTestCase):
             with self.subTest(keys[0]):
                 self.assertEqual(remove(item.key, *keys), (False, b"", text))
                 self.assert_logged(failed(text))
-        self.assertEqual(remove(item.key, user="bob")[::2], (False, MISSING.format(item.label)))
-        self.assertEqual(remove(), (False, b"", INVALID))
+        self.assertEqual(remove(item.key, user="bob")[2], MISSING.format(item.label))
         self.new_log()
         ok, response, text = remove(data=b"[" * 1_000_000)
         self.assertEqual((ok, response), (False, b""))
@@ -154,64 +156,54 @@ class Removal(StageTestCase):
         self.assertEqual(self.new_calls(), [])
         self.assertEqual(sorted(ARCHIVE.rglob("*")), before)
 
-    def test_item_that_changes_during_removal_stays_and_is_loaded_again(self):
-        def swapped(make):
-            return f"rm '{{path}}'; {make} '{{path}}'"
+    def test_item_that_cannot_be_removed_stays_and_what_was_done_to_it_is_undone(self):
+        stop_failed, undone = "launchctl exited with status 5: words", "print bootout bootstrap"
 
-        changes = {  # name: command, whether launchctl can load what is there now
-            "one-byte-more": ("echo >>'{path}'", True),
-            "one-byte-less": ("truncate --size=-1 '{path}'", True),
-            "another-byte": ("printf X | dd of='{path}' conv=notrunc status=none", True),
-            "another-owner": ("chown 502 '{path}'", True),
-            "link-to-a-copy": ("mv '{path}' /stage/copy; ln -s /stage/copy '{path}'", True),
-            "FIFO": (swapped("mkfifo"), False), "folder": (swapped("mkdir"), False),
-            "gone": ("rm '{path}'", False),
+        def during_stop(command, loads, **controls):
+            return {"bootout": ["run=" + command]} | controls, undone, CHANGED, loads
+
+        def exchanged(make):
+            return during_stop(f"rm '{{path}}'; {make} '{{path}}'", False)
+
+        change = "echo >>'{path}'"
+        cases = {  # name: what launchctl does, its calls, the answer, whether the job is loaded
+            "one-byte-more": during_stop(change, True),
+            "one-byte-less": during_stop("truncate --size=-1 '{path}'", True),
+            "another-byte": during_stop("printf X | dd of='{path}' conv=notrunc status=none", True),
+            "another-owner": during_stop("chown 502 '{path}'", True),
+            "link-to-a-copy": during_stop("mv '{path}' /stage/c; ln -s /stage/c '{path}'", True),
+            "FIFO": exchanged("mkfifo"), "folder": exchanged("mkdir"), "gone": exchanged("true"),
+            "undo-fails": during_stop(change, False, bootstrap=["exit=5"]),
+            "undo-hangs": during_stop(change, False, bootstrap=["sleep=60"]),
+            "stop-fails": ({"bootout": ["stderr=words", "exit=5"]}, "print bootout", stop_failed,
+                           True),
+            "not-loaded": ({"print": ["run=" + change, "exit=113"]}, "print", CHANGED, True),
+            "probe-killed": ({"print": ["run=" + change, "signal=9"]}, "print", CHANGED, True),
         }
-        for name, (command, loads) in changes.items():
+        for name, (controls, verbs, text, loads) in cases.items():
             with self.subTest(name):
-                first, item, third = (self.item(f"{name}.{number}") for number in "123")
+                first = self.item(f"{name}.1", loaded=False)
+                item, third = self.item(f"{name}.2"), self.item(f"{name}.3")
                 self.new_calls()
-                # The tool finds the first item's job gone when it is to stop the second one.
-                self.control("launchctl.bootout", f"run=[ -e '{first.job}' ] || "
-                             f"{{ {command.format(path=item.path)}; }}")
+                for verb in undone.split():
+                    lines = controls.get(verb, [])
+                    self.control(f"launchctl.{verb}", *(line.format(path=item.path)
+                                                        for line in lines))
+                began = time.monotonic()
                 self.assertEqual(remove(first.key, item.key, third.key),
-                                 (False, b"", CHANGED.format(item.label)))
+                                 (False, b"", text.format(item.label)))
+                if name == "undo-hangs":
+                    self.assertTrue(3 <= time.monotonic() - began < 6)
+                probe, *calls = self.new_calls()
+                self.assertEqual(" ".join(call.split()[1] for call in calls), verbs)
+                if verbs == undone:
+                    self.assertEqual(calls[-1], f"/bin/launchctl bootstrap gui/501 {item.path}")
+                self.assertEqual(item.job.exists(), loads)
+                self.assertEqual(item.archived(), [])
+                self.assertEqual(os.path.lexists(item.path), name != "gone")
                 self.assert_removed(first)
                 self.assert_kept(third)
                 self.assertTrue(third.job.exists())
-                self.assertEqual(item.archived(), [])
-                self.assertEqual(self.new_calls()[-1],
-                                 f"/bin/launchctl bootstrap gui/501 {item.path}")
-                self.assertEqual(os.path.lexists(item.path), name != "gone")
-                self.assertEqual(item.job.exists(), loads)
-                if item.path.is_dir():
-                    item.path.rmdir()
-
-    def test_undoing_takes_back_what_was_done_and_no_more(self):
-        change = f"run=echo >>'{ALICE}/{self._testMethodName}.item.plist'"
-        stopped = "launchctl exited with status 5: words"
-        cases = {  # name: what launchctl does, its calls, what is answered
-            "not stopped": ({"bootout": ["stderr=words", "exit=5"]}, "print bootout", stopped),
-            "not loaded": ({"print": [change, "exit=113"]}, "print", CHANGED),
-            "probe killed": ({"print": [change, "signal=9"]}, "print", CHANGED),
-            "undo fails": ({"bootout": [change], "bootstrap": ["exit=5"]},
-                           "print bootout bootstrap", CHANGED),
-            "undo hangs": ({"bootout": [change], "bootstrap": ["sleep=60"]},
-                           "print bootout bootstrap", CHANGED),
-        }
-        for name, (controls, verbs, text) in cases.items():
-            with self.subTest(name):
-                item = self.item("item")
-                self.new_calls()
-                for verb in ("print", "bootout", "bootstrap"):
-                    self.control(f"launchctl.{verb}", *controls.get(verb, []))
-                began = time.monotonic()
-                self.assertEqual(remove(item.key), (False, b"", text.format(item.label)))
-                least = 3 if name == "undo hangs" else 0
-                self.assertTrue(least <= time.monotonic() - began < least + 3)
-                self.assertEqual(" ".join(call.split()[1] for call in self.new_calls()), verbs)
-                self.assertTrue(item.path.read_bytes().startswith(item.data))
-                self.assertEqual(item.archived(), [])
 
     def test_items_of_a_request_share_its_time(self):
         first, second = self.item("first"), self.item("second")
@@ -246,18 +238,12 @@ class Removal(StageTestCase):
         shutil.rmtree(ARCHIVE.parent, ignore_errors=True)
         self.addCleanup(shutil.rmtree, ARCHIVE.parent)
         ARCHIVE.parent.mkdir()
-        cases = {  # what is in its place, and what is answered
-            "link": (lambda: ARCHIVE.symlink_to(elsewhere),
-                     "Velmora could not create its protected background-item archive."),
-            "file": (ARCHIVE.touch, f"Could not create {ARCHIVE}: File exists."),
-        }
-        for name, (make, text) in cases.items():
-            with self.subTest(name):
-                make()
-                self.assertEqual(remove(item.key), (False, b"", text))
-                ARCHIVE.unlink()
+        ARCHIVE.symlink_to(elsewhere)
+        unavailable = "Velmora could not create its protected background-item archive."
+        self.assertEqual(remove(item.key), (False, b"", unavailable))
         self.assertEqual(list(elsewhere.iterdir()), [])
         self.assert_kept(item)
+        ARCHIVE.unlink()
         ARCHIVE.mkdir(mode=0o755)
         self.assertEqual(remove(item.key), (True, [item.key], ""))
         self.assertEqual(stat.S_IMODE(ARCHIVE.stat().st_mode), 0o755)
@@ -279,22 +265,15 @@ class Removal(StageTestCase):
 
     def test_removals_and_operations_exclude_each_other(self):
         item = self.item("item")
-        with self.held("launchctl.print") as release, Client("bob") as other:
-            with Client("alice") as client:
-                client.request(**removal_request(item.key))
-                eventually(self.new_calls, "the probe")
-                self.assertEqual(remove("userAgent|a", user="bob"), (False, b"", BUSY))
+        with self.held("launchctl.print") as release, Client("alice") as client:
+            client.request(**removal_request(item.key))
+            eventually(self.new_calls, "the probe")
+            self.assertEqual(remove(data=b"no request", user="bob"), (False, b"", BUSY))
+            with Client("bob") as other:
                 self.assertEqual(other.call("freeMemoryWithReply"), (False, BUSY))
-                self.assert_logged()
-                release()
-                self.assertTrue(client.reply()[0])
-        with self.held("purge") as release, Client("bob") as other:
-            other.request("freeMemoryWithReply")
-            self.wait_for_calls("/bin/launchctl bootout " + f"gui/501/{item.label}",
-                                "/usr/sbin/purge")
-            self.assertEqual(remove(data=b"no request"), (False, b"", BUSY))
+            self.assert_logged()
             release()
-            self.assertEqual(other.reply(), (True, ""))
+            self.assertTrue(client.reply()[0])
         self.assert_removed(item)
 
 

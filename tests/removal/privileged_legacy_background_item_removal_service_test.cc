@@ -10,32 +10,16 @@
 namespace velmora {
 namespace {
 
-// A launchctl during whose first run the request is cancelled.
-class CancellingLaunchctl final : public HelperCommandRunning {
- public:
-  HelperCommandResult run(const std::string& /*executablePath*/,
-                          const std::vector<std::string>& /*arguments*/,
-                          double /*timeoutSeconds*/) const override {
-    cancellation.request_stop();
-    return {0, true, ""};
-  }
-
-  mutable std::stop_source cancellation;
-};
-
-TEST(RemovalService, leavesItemHalfRemovedOrBeginsAnotherAfterCancellation) {
+TEST(RemovalService, touchesItemAfterCancellation) {
   const TemporaryFolder root;
-  const auto first = root.write("first.plist", "{ Label = first; }");
-  const auto second = root.write("second.plist", "{ Label = second; }");
-  const auto launchctl = std::make_shared<CancellingLaunchctl>();
+  const auto file = root.write("job.plist", "{ Label = job; }");
   const PrivilegedLegacyBackgroundItemRemovalService service{
       501, std::vector{Location{root / "", LocationKind::userAgent, ::geteuid(), "gui/501"}},
-      root / "Archive", launchctl};
-  EXPECT_THROW(service.removeItems({"userAgent|first", "userAgent|second"},
-                                   launchctl->cancellation.get_token()),
-               CancellationError);
-  EXPECT_FALSE(std::filesystem::exists(first));
-  EXPECT_TRUE(std::filesystem::exists(second));
+      root / "Archive", nullptr};
+  std::stop_source cancelled;
+  cancelled.request_stop();
+  EXPECT_THROW(service.removeItems({"userAgent|job"}, cancelled.get_token()), CancellationError);
+  EXPECT_TRUE(std::filesystem::exists(file));
 }
 
 }  // namespace

@@ -17,20 +17,15 @@ namespace {
 
 std::function<void()> beforeDeletion;
 
-void aboutToDelete() {
-  if (const auto act = std::exchange(beforeDeletion, nullptr)) act();
-}
-
 }  // namespace
 
-extern "C" int unlink(const char* path) noexcept {
-  aboutToDelete();
-  return static_cast<int>(::syscall(SYS_unlinkat, AT_FDCWD, path, 0));
+extern "C" int unlinkat(int folder, const char* name, int flags) noexcept {
+  if (const auto act = std::exchange(beforeDeletion, nullptr)) act();
+  return static_cast<int>(::syscall(SYS_unlinkat, folder, name, flags));
 }
 
-extern "C" int unlinkat(int folder, const char* name, int flags) noexcept {
-  aboutToDelete();
-  return static_cast<int>(::syscall(SYS_unlinkat, folder, name, flags));
+extern "C" int unlink(const char* path) noexcept {
+  return ::unlinkat(AT_FDCWD, path, 0);
 }
 
 namespace velmora {

@@ -16,6 +16,7 @@ Keys keysOf(const std::vector<std::string>& entries) {
   Keys keys;
   try {
     for (const auto& [kind, label] : validateRequest(entries)) keys.push_back(itemKey(kind, label));
+    EXPECT_FALSE(keys.empty());
   } catch (const LegacyBackgroundItemRemovalError& error) {
     EXPECT_EQ(error.kind(), LegacyBackgroundItemRemovalError::Case::invalidRequest);
   }
