@@ -135,7 +135,6 @@ class ForeignClients(StageTestCase):
             "encipherment only": dict(keyUsage="critical,keyEncipherment"),
             "an authority": dict(basicConstraints="critical,CA:TRUE",
                                  keyUsage="critical,digitalSignature,keyCertSign"),
-            "an authority that may not certify": dict(basicConstraints="critical,CA:TRUE"),
         }
         cases = {name: dict(leaf=certificate(**parts)) for name, parts in certificates.items()}
         cases |= {name: dict(identifier=name)
@@ -218,7 +217,6 @@ class HelperItself(StageTestCase):
                 self.assertEqual(self.new_log(), [NO_TEAM])
                 self.assertEqual(helper_pid(), self.helper)
                 self.assert_served("alice")
-        self.assert_logged()
 
     def test_second_helper_leaves_the_socket_to_the_first(self):
         second = subprocess.run([HELPER], capture_output=True, text=True, timeout=30)

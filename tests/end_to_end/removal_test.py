@@ -5,6 +5,7 @@ import os
 import plistlib
 import shutil
 import stat
+import subprocess
 import time
 from pathlib import Path
 
@@ -19,6 +20,7 @@ ARCHIVE = Path("/Library/Application Support/Velmora/Background Item Backups")
 INVALID = "The background-item request was invalid."
 MISSING = "The background item {} is no longer present in an allowed launchd folder."
 CHANGED = "The background item {} changed during removal, so Velmora stopped safely."
+UNDELETABLE = "The background item {} could not be removed: Device or resource busy."
 UNSAFE = "{} contains a symbolic link or is unavailable, so Velmora stopped safely."
 
 
@@ -100,11 +102,8 @@ class Removal(ItemTestCase):
         self.assertEqual(remove(*keys, keys[0]), (True, keys, ""))
         self.assert_removed(*items)
         self.assert_logged("[Maintenance] default: Removed 5 legacy background item(s)")
-        calls = []
-        for item in items:
-            target = f"{item.domain}/{item.label}"
-            calls.append(f"/bin/launchctl print {target}")
-            calls += [f"/bin/launchctl bootout {target}"] if item.label[-6:] != "daemon" else []
+        calls = [f"/bin/launchctl {verb} {item.domain}/{item.label}" for item in items
+                 for verb in ("print", "bootout") if verb == "print" or item.kind != "systemDaemon"]
         self.assertEqual(self.new_calls(), calls)
 
         metadata, = items[1].archived()
@@ -128,12 +127,11 @@ class Removal(ItemTestCase):
         os.chown(foreign.path, USERS["bob"], STAFF)
         link.path.unlink()
         link.path.symlink_to(item.path)
-        absent = "org.example.absent"
         ambiguous = ("More than one background item uses the label {} in the same launchd "
                      "location.")
         cases = [  # what is asked for beside the item, and what is answered
             ([twice.key], ambiguous.format(twice.label)),
-            ([f"userAgent|{absent}"], MISSING.format(absent)),
+            (["userAgent|org.example.absent"], MISSING.format("org.example.absent")),
             ([foreign.key], MISSING.format(foreign.label)),
             ([link.key], MISSING.format(link.label)),
             ([item.key.replace("userAgent", "sharedAgent")], MISSING.format(item.label)),
@@ -159,8 +157,8 @@ class Removal(ItemTestCase):
     def test_item_that_cannot_be_removed_stays_and_what_was_done_to_it_is_undone(self):
         stop_failed, undone = "launchctl exited with status 5: words", "print bootout bootstrap"
 
-        def during_stop(command, loads, **controls):
-            return {"bootout": ["run=" + command]} | controls, undone, CHANGED, loads
+        def during_stop(command, loads, text=CHANGED, **controls):
+            return {"bootout": ["run=" + command]} | controls, undone, text, loads
 
         def exchanged(make):
             return during_stop(f"rm '{{path}}'; {make} '{{path}}'", False)
@@ -173,7 +171,7 @@ class Removal(ItemTestCase):
             "another-owner": during_stop("chown 502 '{path}'", True),
             "link-to-a-copy": during_stop("mv '{path}' /stage/c; ln -s /stage/c '{path}'", True),
             "FIFO": exchanged("mkfifo"), "folder": exchanged("mkdir"), "gone": exchanged("true"),
-            "undo-fails": during_stop(change, False, bootstrap=["exit=5"]),
+            "undeletable": during_stop("mount --bind '{path}' '{path}'", True, UNDELETABLE),
             "undo-hangs": during_stop(change, False, bootstrap=["sleep=60"]),
             "stop-fails": ({"bootout": ["stderr=words", "exit=5"]}, "print bootout", stop_failed,
                            True),
@@ -204,6 +202,8 @@ class Removal(ItemTestCase):
                 self.assert_removed(first)
                 self.assert_kept(third)
                 self.assertTrue(third.job.exists())
+                if name == "undeletable":
+                    subprocess.run(["umount", item.path], check=True)
 
     def test_items_of_a_request_share_its_time(self):
         first, second = self.item("first"), self.item("second")
@@ -254,6 +254,7 @@ class Removal(ItemTestCase):
                 item = self.item(f"item{len(level.parts)}")
                 real = level.with_name(level.name + ".real")
                 level.rename(real)
+                self.assertEqual(remove("systemDaemon|a")[2], MISSING.format("a"), "elsewhere")
                 level.symlink_to(real)
                 try:
                     self.assertEqual(remove(item.key), (False, b"", UNSAFE.format(ALICE)))
