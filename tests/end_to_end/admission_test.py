@@ -4,6 +4,7 @@ import contextlib
 import itertools
 import os
 import shutil
+import stat
 import subprocess
 import sys
 import time
@@ -135,6 +136,7 @@ class ForeignClients(StageTestCase):
             "encipherment only": dict(keyUsage="critical,keyEncipherment"),
             "an authority": dict(basicConstraints="critical,CA:TRUE",
                                  keyUsage="critical,digitalSignature,keyCertSign"),
+            "an authority that may not certify": dict(basicConstraints="critical,CA:TRUE"),
         }
         cases = {name: dict(leaf=certificate(**parts)) for name, parts in certificates.items()}
         cases |= {name: dict(identifier=name)
@@ -223,6 +225,23 @@ class HelperItself(StageTestCase):
         self.assertEqual((second.returncode, second.stdout), (1, ""))
         self.assertRegex(second.stderr, f"^VelmoraMaintenanceHelper: .*{SOCKET}.*\n$")
         self.assert_served()
+
+    def test_socket_file_left_behind_is_taken_over(self):
+        script = (f"mount -t tmpfs none /run && python3 -c 'import socket; "
+                  f"socket.socket(1).bind(\"{SOCKET}\")' && exec {HELPER}")
+        process = subprocess.Popen(["unshare", "--mount", "sh", "-c", script])
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        runs, path = (Path(f"/proc/{process.pid}/{name}") for name in ("cmdline", "root" + SOCKET))
+        eventually(lambda: runs.read_bytes() == HELPER.encode() + b"\0", "the private helper")
+
+        def connection():
+            with contextlib.suppress(ConnectionRefusedError, FileNotFoundError):
+                return Client("root", path=str(path))
+
+        with eventually(connection, "a connection to the private helper") as client:
+            self.assertEqual(client.version(), ("3",))
+        self.assertEqual(stat.S_IMODE(path.stat().st_mode), 0o666)
 
 
 if __name__ == "__main__":
