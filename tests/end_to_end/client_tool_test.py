@@ -2,20 +2,22 @@
 
 import json
 import os
+import plistlib
 import pty
 import re
 import select
 import shutil
 import signal
 import subprocess
-import unittest
 from pathlib import Path
 
-from removal_test import ARCHIVE, Item
+from removal_test import ARCHIVE, CHANGED, FOLDERS, ItemTestCase
 from stage_support import (BUSY, SERVICE, SOCKET, STAFF, USERS, StageTestCase, eventually,
                            free_memory, main, run_as)
 
 STARTED = "Memory purge: started, at most 55 s\n"
+REMOVAL = "Background item removal: "
+REMOVAL_STARTED = REMOVAL + "started, at most 22 s\n"
 
 
 class Terminal:
@@ -28,8 +30,7 @@ class Terminal:
             os.setgroups([])
             os.setgid(STAFF)
             os.setuid(USERS["alice"])
-            os.execve("/usr/local/bin/velmoractl", ["velmoractl", *arguments],
-                      {"TERM": kind})
+            os.execve("/usr/local/bin/velmoractl", ["velmoractl", *arguments], {"TERM": kind})
 
     def read(self):
         """Takes in what there is; False at the end."""
@@ -49,20 +50,13 @@ class Terminal:
         return os.waitstatus_to_exitcode(os.waitpid(self.pid, 0)[1])
 
 
-class ClientTool(StageTestCase):
+class ClientTool(ItemTestCase):
     def assert_outcome(self, status, output, error, *arguments, program="velmoractl"):
         """`output` and `error` are regular expressions for all of a stream."""
         result = run_as("alice", program, *arguments, stdin=subprocess.DEVNULL)
         self.assertEqual(result.returncode, status, result)
         self.assertRegex(result.stdout, rf"\A(?:{output})\Z")
         self.assertRegex(result.stderr, rf"\A(?:{error})\Z")
-
-    def start(self, *arguments):
-        process = subprocess.Popen(["velmoractl", *arguments], user=USERS["alice"], group=STAFF,
-                                   extra_groups=[], stdout=subprocess.PIPE,
-                                   stderr=subprocess.PIPE, text=True)
-        self.addCleanup(process.kill)
-        return process
 
     def test_answers_land_on_the_right_stream_unchanged(self):
         self.assert_outcome(0, "3\n", "", "version")
@@ -80,20 +74,21 @@ class ClientTool(StageTestCase):
         unsigned = shutil.copy("/usr/local/bin/velmoractl", "/stage/velmoractl")
         refused = "velmoractl: .*closed the connection without an answer.*\n"
         self.assert_outcome(3, "", refused, "version", program=unsigned)
-        self.assert_outcome(3, STARTED, refused, "free-memory", program=unsigned)
         away = Path(SOCKET).rename(SOCKET + ".away")
         self.addCleanup(lambda: away.exists() and away.rename(SOCKET))
         self.assert_outcome(3, STARTED, f"velmoractl: .*cannot be reached at {SOCKET}: .*\n",
                             "free-memory")
 
     def test_helper_killed_in_mid_call_is_status_3_and_tells_what_is_gone(self):
-        item = Item("org.example.killed")
-        self.addCleanup(item.path.unlink)
-        removal = Removing.STARTED + f"{item.key}: still there\n"
+        item = self.item("item")
+        removal = REMOVAL_STARTED + f"{item.key}: still there\n"
         for tool, arguments, expected in (("purge", ["free-memory"], STARTED),
                                           ("launchctl", ["remove", "--yes", item.key], removal)):
             with self.subTest(tool), self.held(tool):
-                process = self.start(*arguments)
+                process = subprocess.Popen(["velmoractl", *arguments], user=USERS["alice"],
+                                           group=STAFF, extra_groups=[], text=True,
+                                           stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+                self.addCleanup(process.kill)
                 eventually(self.new_calls, "the tool's start")
                 os.kill(self.helper, signal.SIGKILL)
                 output, error = process.communicate(timeout=30)
@@ -134,109 +129,95 @@ class ClientTool(StageTestCase):
             release()
             eventually(lambda: free_memory("bob") == (True, ""), "the free lock")
 
-
-class Listing(StageTestCase):
-    def test_listing_names_every_property_list_and_what_is_wrong_with_it(self):
-        item, twice = Item("org.example.item"), Item("org.example.twice")
-        again = Item("org.example.twice", name="again.plist")
-        strange = Item("org.example.strange", name="\x1b]0;\udcff\n.plist")
-        secret = Item("org.example.secret", kind="systemDaemon")
-        for each in (item, twice, again, strange, secret):
-            self.addCleanup(each.path.unlink)
-        secret.path.chmod(0o600)
-        ambiguous = "has the same label as another file"
-        expected = {  # name: key or reason
-            "org.example.item.plist": item.key, "again.plist": ambiguous,
-            "org.example.secret.plist": "cannot be opened by you",
-            "\x1b]0;\ufffd\n.plist": "has a name that is not valid UTF-8",
-            "org.example.damaged.plist": "is not a property list",
-            f"{SERVICE}.plist": "has a label that is protected or not allowed",
-            "org.example.menu-bar.plist": "sharedAgent|org.example.menu-bar",
-            "org.example.backup-daemon.plist": "systemDaemon|org.example.backup-daemon",
-        }
-        entries = json.loads(run_as("alice", "velmoractl", "list", "--json").stdout)
-        files = {Path(each["file"]).name: each for each in entries}
-        found = {name: files[name].get("key") or files[name]["reason"] for name in expected}
-        self.assertEqual(found, expected)
-        text = run_as("alice", "velmoractl", "list").stdout
-        self.assertIn(f"  again.plist: {ambiguous} (org.example.twice)\n", text)
-        self.assertEqual(text.count(".plist"), len(entries))
-        self.assertTrue(text.replace("\n", "").isprintable())
-
-
-class Removing(StageTestCase):
-    TITLE = "Background item removal: "
-    STARTED = TITLE + "started, at most 22 s\n"
-
-    def item(self, name):
-        item = Item(f"{self._testMethodName}.{name}")
-        self.addCleanup(item.path.unlink, missing_ok=True)
-        self.addCleanup(item.job.unlink, missing_ok=True)
-        return item
-
-    def remove(self, *arguments):
-        result = run_as("alice", "velmoractl", "remove", *arguments, stdin=subprocess.DEVNULL)
-        return result.returncode, result.stdout, result.stderr
-
     def test_pipe_gets_what_was_removed_without_a_question(self):
         first, second = self.item("first"), self.item("gr\u00f6\u00dfe")
-        status, output, error = self.remove(first.key, second.key.replace("|", "/"))
-        self.assertEqual((status, error), (0, ""))
-        self.assertRegex(output, self.STARTED + self.TITLE + r"done after \d+\.\d s\n" +
-                         re.escape(f"removed {first.key}\nremoved {second.key}\n"
-                                   f"Archived in a new folder of {ARCHIVE}, ") + ".*\n$")
+        removed = re.escape(f"removed {first.key}\nremoved {second.key}\n"
+                            f"Archived in a new folder of {ARCHIVE}, ")
+        output = REMOVAL_STARTED + REMOVAL + r"done after \d+\.\d s\n" + removed + ".*\n"
+        asked = second.key.replace("|", "/").replace("\u00f6", "o\u0308")  # the same, to Unicode
+        self.assert_outcome(0, output, "", "remove", first.key, asked)
         self.assertFalse(first.path.exists() or second.path.exists())
 
     def test_failed_removal_tells_what_is_gone(self):
         first, second, third = (self.item(number) for number in "123")
         self.control("launchctl.bootout", f"run=[ -e {first.job} ] || rm '{second.path}'")
-        self.assertEqual(self.remove(first.key, second.key, third.key), (
-            1, f"{self.STARTED}{first.key}: gone\n{second.key}: gone\n{third.key}: still there\n",
-            f"The background item {second.label} changed during removal, so Velmora stopped "
-            "safely.\n"))
         unknown = "userAgent|org.example.unknown"
-        self.assertEqual(self.remove(unknown)[:2],
-                         (1, f"{self.STARTED}{unknown}: not listed before\n"))
+        self.assert_outcome(1, re.escape(
+            f"{REMOVAL_STARTED}{first.key}: gone\n{second.key}: gone\n{third.key}: still there\n"),
+            re.escape(CHANGED.format(second.label) + "\n"),
+            "remove", first.key, second.key, third.key)
+        self.assert_outcome(1, re.escape(f"{REMOVAL_STARTED}{unknown}: not listed before\n"),
+                            ".* no longer present .*\n", "remove", unknown)
 
-    def test_terminal_removes_nothing_without_a_yes(self):
-        item = self.item("item")
-        for answer, status, words in ((b"\n", 1, "nothing was removed"), (b"yess\n", 1, "nothing"),
-                                      (b"\x04", 1, "nothing"), (b"\x03", 130, "asked for nothing")):
+    def test_terminal_removes_only_after_a_yes(self):
+        cases = ((b"\n", 1, "nothing was removed"), (b"yess\n", 1, "nothing was removed"),
+                 (b"\x04", 1, "nothing was removed"), (b"\x03", 130, "asked for nothing"),
+                 (b"y\n", 0, ""), (b"YES\n", 0, ""), (None, 0, ""))
+        for answer, status, words in cases:
             with self.subTest(answer):
-                terminal = Terminal("remove", item.key)
-                terminal.wait_for("Remove? [y/N] ")
-                self.assertIn(f"  {item.key}\r\n    {item.path}\r\n", terminal.output)
-                os.write(terminal.terminal, answer)
-                self.assertEqual(terminal.exit_status(), status)
-                self.assertRegex(terminal.output, rf"\r\nvelmoractl: .*{words}.*\r\n\Z")
-        self.assertTrue(item.is_in_place())
-        self.assertEqual(self.new_calls(), [])
-
-    def test_terminal_removes_after_a_yes(self):
-        for answer in (b"y\n", b"YES\n", None):
-            item = self.item("item")
-            with self.subTest(answer):
-                terminal = Terminal("remove", item.key, *(["-y"] if answer is None else []))
+                item = self.item("item")
+                terminal = Terminal("remove", item.key, *([] if answer else ["-y"]))
                 if answer:
-                    terminal.wait_for("[y/N] ")
+                    terminal.wait_for("Remove? [y/N] ")
+                    self.assertIn(f"  {item.key}\r\n    {item.path}\r\n", terminal.output)
                     os.write(terminal.terminal, answer)
-                self.assertEqual(terminal.exit_status(), 0)
+                self.assertEqual(terminal.exit_status(), status)
                 self.assertEqual("Remove?" in terminal.output, answer is not None)
-                self.assertIn(f"\r\nremoved {item.key}\r\n", terminal.output)
-                self.assertFalse(item.path.exists())
+                last = f"velmoractl: .*{words}.*\r\n\\Z" if words else f"removed {item.key}\r\n"
+                self.assertRegex(terminal.output, "\r\n" + last.replace("|", r"\|"))
+                self.assertEqual(item.is_in_place(), status != 0)
+                self.assertEqual(bool(self.new_calls()), status == 0)
 
 
-class Shells(unittest.TestCase):
-    COMMANDS = re.findall(r"(?m)^  ([a-z-]+)  +\w",
-                          run_as("alice", "velmoractl", "--help").stdout.split("\n\nOn a term")[0])
+class Listing(StageTestCase):
+    AMBIGUOUS = "has the same label as another file"
+    PROTECTED = "has a label that is protected or not allowed"
+    FILES = {  # in alice's folder: label, contents or making; key or what is wrong with it
+        "of another name.PList": ("org.example.menu-bar", "userAgent|org.example.menu-bar"),
+        "1.plist": ("thrice", AMBIGUOUS), "2.plist": ("thrice", AMBIGUOUS),
+        "3.plist": ("thrice", AMBIGUOUS), "4.plist": ("\u00e9", AMBIGUOUS),
+        "5.plist": ("e\u0301", AMBIGUOUS), "6.plist": ("Case", "userAgent|Case"),
+        "7.plist": ("case", "userAgent|case"), "space.plist": ("a b", PROTECTED),
+        "apple.plist": ("Com.Apple.x", PROTECTED),
+        "once.plist": ("org.example.installed-by-root", "userAgent|org.example.installed-by-root"),
+        "\x1b]0;\udcff\n.plist": ("strange", "has a name that is not valid UTF-8"),
+        "empty.plist": (b"", "is not a property list"),
+        "array.plist": (b"(Label, x)", "is a property list, but not a dictionary"),
+        "unlabelled.plist": (b"{ Program = x; }", "has no label"),
+        "number.plist": (b"<plist><dict><key>Label</key><integer>1</integer></dict></plist>",
+                         "has a label that is not text"),
+        "device.plist": (lambda path: path.symlink_to("/dev/zero"), "is a symbolic link"),
+        "FIFO.plist": (os.mkfifo, "is not a regular file"),
+        "secret.plist": (lambda path: path.touch(0), "cannot be opened by you"),
+        "huge.plist": (lambda path: path.touch() or os.truncate(path, 1 << 43),
+                       "is larger than the memory that can be spared"),
+    }
+    THERE = {
+        "org.example.linked.plist": "is a symbolic link",
+        "org.example.installed-by-root.plist": "belongs to another user than this folder demands",
+        "org.example.damaged.plist": "is not a property list", f"{SERVICE}.plist": PROTECTED,
+        "org.example.menu-bar.plist": "sharedAgent|org.example.menu-bar",
+        "org.example.backup-daemon.plist": "systemDaemon|org.example.backup-daemon",
+    }
 
-    def test_every_command_is_in_each_of_them(self):
-        self.assertIn("remove", self.COMMANDS)
-        for file, form in (("_velmoractl", "'{}:|\"{}:"), ("velmoractl.1", r"\.It Cm {}\b"),
-                           ("velmoractl.bash", r"\b{}\b")):
-            text = Path("/stage/tests", file).read_text()
-            for command in self.COMMANDS:
-                self.assertRegex(text, form.replace("{}", command), file)
+    def test_listing_names_every_property_list_and_what_is_wrong_with_it(self):
+        expected = dict(self.THERE)
+        for name, (what, said) in self.FILES.items():
+            path = FOLDERS["userAgent"] / name
+            data = plistlib.dumps({"Label": what}) if isinstance(what, str) else what
+            what(path) if callable(what) else path.write_bytes(data)
+            self.addCleanup(path.unlink)
+            os.chown(path, USERS["alice"], STAFF, follow_symlinks=False)
+            expected[name.replace("\udcff", "\ufffd")] = said
+        entries = json.loads(run_as("alice", "velmoractl", "list", "--json").stdout)
+        files = {Path(each["file"]).name: each for each in entries}
+        found = {name: files[name].get("key") or files[name]["reason"] for name in expected}
+        self.assertEqual(found, expected)
+        self.assertFalse({".org.example.hidden.plist", "org.example.previous.plist.disabled"} &
+                         files.keys())
+        text = run_as("alice", "velmoractl", "list").stdout
+        self.assertEqual(text.lower().count(".plist"), len(entries))
+        self.assertTrue(text.replace("\n", "").isprintable())
 
 
 if __name__ == "__main__":

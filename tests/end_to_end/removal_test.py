@@ -3,11 +3,13 @@
 import json
 import os
 import plistlib
+import shutil
 import stat
+import subprocess
 import time
 from pathlib import Path
 
-from stage_support import (BUSY, USERS, Client, StageTestCase, eventually, main,
+from stage_support import (BUSY, STAFF, USERS, Client, StageTestCase, eventually, main,
                            removal_request)
 
 ALICE = Path("/Users/alice/Library/LaunchAgents")
@@ -16,7 +18,9 @@ FOLDERS = {"userAgent": ALICE, "sharedAgent": Path("/Library/LaunchAgents"),
 DOMAINS = {"userAgent": "gui/501", "sharedAgent": "gui/501", "systemDaemon": "system"}
 ARCHIVE = Path("/Library/Application Support/Velmora/Background Item Backups")
 INVALID = "The background-item request was invalid."
+MISSING = "The background item {} is no longer present in an allowed launchd folder."
 CHANGED = "The background item {} changed during removal, so Velmora stopped safely."
+UNDELETABLE = "The background item {} could not be removed: Device or resource busy."
 UNSAFE = "{} contains a symbolic link or is unavailable, so Velmora stopped safely."
 
 
@@ -64,13 +68,16 @@ class Item:
             self.path.read_bytes() == self.data
 
 
-class Removal(StageTestCase):
+class ItemTestCase(StageTestCase):
     def item(self, label, **options):
         item = Item(f"{self._testMethodName}.{label}", **options)
-        self.addCleanup(lambda: item.path.is_dir() or item.path.unlink(missing_ok=True))
+        self.addCleanup(lambda: item.path.rmdir() if item.path.is_dir()
+                        else item.path.unlink(missing_ok=True))
         self.addCleanup(item.job.unlink, missing_ok=True)
         return item
 
+
+class Removal(ItemTestCase):
     def assert_removed(self, *items):
         for item in items:
             self.assertFalse(item.path.exists(), item.key)
@@ -95,11 +102,8 @@ class Removal(StageTestCase):
         self.assertEqual(remove(*keys, keys[0]), (True, keys, ""))
         self.assert_removed(*items)
         self.assert_logged("[Maintenance] default: Removed 5 legacy background item(s)")
-        calls = []
-        for item in items:
-            target = f"{item.domain}/{item.label}"
-            calls.append(f"/bin/launchctl print {target}")
-            calls += [f"/bin/launchctl bootout {target}"] if item.label[-6:] != "daemon" else []
+        calls = [f"/bin/launchctl {verb} {item.domain}/{item.label}" for item in items
+                 for verb in ("print", "bootout") if verb == "print" or item.kind != "systemDaemon"]
         self.assertEqual(self.new_calls(), calls)
 
         metadata, = items[1].archived()
@@ -112,21 +116,25 @@ class Removal(StageTestCase):
             status = path.lstat()
             mode = 0o700 if path.is_dir() else 0o600
             self.assertEqual((stat.S_IMODE(status.st_mode), status.st_uid), (mode, 0), path)
+        for path in ARCHIVE.glob("*/*"):
+            self.assertRegex(path.parent.name, "^[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}$")
+            self.assertRegex(path.stem, "^[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}$")
 
     def test_request_that_is_refused_touches_nothing(self):
-        item, twice = self.item("item"), self.item("twice")
-        self.item("twice", name="another.plist")
-        foreign = self.item("foreign")
-        os.chown(foreign.path, USERS["bob"], 20)
-        absent = "org.example.absent"
-        missing = "The background item {} is no longer present in an allowed launchd folder."
+        item, link, foreign = (self.item(name) for name in ("item", "link", "foreign"))
+        # The third file of a label must not pass for the only one.
+        twice, *_ = (self.item("twice", name=f"{number}.plist") for number in range(3))
+        os.chown(foreign.path, USERS["bob"], STAFF)
+        link.path.unlink()
+        link.path.symlink_to(item.path)
         ambiguous = ("More than one background item uses the label {} in the same launchd "
                      "location.")
         cases = [  # what is asked for beside the item, and what is answered
             ([twice.key], ambiguous.format(twice.label)),
-            ([f"userAgent|{absent}"], missing.format(absent)),
-            ([foreign.key], missing.format(foreign.label)),
-            ([item.key.replace("userAgent", "sharedAgent")], missing.format(item.label)),
+            (["userAgent|org.example.absent"], MISSING.format("org.example.absent")),
+            ([foreign.key], MISSING.format(foreign.label)),
+            ([link.key], MISSING.format(link.label)),
+            ([item.key.replace("userAgent", "sharedAgent")], MISSING.format(item.label)),
             (["userAgent|com.apple.x"], INVALID), (["systemDaemon|COM.VELMORA.app"], INVALID),
             ([f"userAgent|{number}" for number in range(128)], INVALID),
         ]
@@ -136,8 +144,7 @@ class Removal(StageTestCase):
             with self.subTest(keys[0]):
                 self.assertEqual(remove(item.key, *keys), (False, b"", text))
                 self.assert_logged(failed(text))
-        self.assertEqual(remove(item.key, user="bob")[::2], (False, missing.format(item.label)))
-        self.assertEqual(remove(), (False, b"", INVALID))
+        self.assertEqual(remove(item.key, user="bob")[2], MISSING.format(item.label))
         self.new_log()
         ok, response, text = remove(data=b"[" * 1_000_000)
         self.assertEqual((ok, response), (False, b""))
@@ -147,36 +154,99 @@ class Removal(StageTestCase):
         self.assertEqual(self.new_calls(), [])
         self.assertEqual(sorted(ARCHIVE.rglob("*")), before)
 
-    def test_item_that_changes_during_removal_stays_and_is_loaded_again(self):
-        def swapped(make):
-            return f"rm '{{path}}'; {make} '{{path}}'"
+    def test_item_that_cannot_be_removed_stays_and_what_was_done_to_it_is_undone(self):
+        stop_failed, undone = "launchctl exited with status 5: words", "print bootout bootstrap"
 
-        changes = {  # name: command, whether launchctl can load what is there now
-            "one-byte-more": ("echo >>'{path}'", True),
-            "another-byte": ("printf X | dd of='{path}' conv=notrunc status=none", True),
-            "another-owner": ("chown 502 '{path}'", True),
-            "link-to-a-copy": ("mv '{path}' /stage/copy; ln -s /stage/copy '{path}'", True),
-            "FIFO": (swapped("mkfifo"), False), "folder": (swapped("mkdir"), False),
-            "gone": ("rm '{path}'", False),
+        def during_stop(command, loads, text=CHANGED, **controls):
+            return {"bootout": ["run=" + command]} | controls, undone, text, loads
+
+        def exchanged(make):
+            return during_stop(f"rm '{{path}}'; {make} '{{path}}'", False)
+
+        change = "echo >>'{path}'"
+        cases = {  # name: what launchctl does, its calls, the answer, whether the job is loaded
+            "one-byte-more": during_stop(change, True),
+            "one-byte-less": during_stop("truncate --size=-1 '{path}'", True),
+            "another-byte": during_stop("printf X | dd of='{path}' conv=notrunc status=none", True),
+            "another-owner": during_stop("chown 502 '{path}'", True),
+            "link-to-a-copy": during_stop("mv '{path}' /stage/c; ln -s /stage/c '{path}'", True),
+            "FIFO": exchanged("mkfifo"), "folder": exchanged("mkdir"), "gone": exchanged("true"),
+            "undeletable": during_stop("mount --bind '{path}' '{path}'", True, UNDELETABLE),
+            "undo-hangs": during_stop(change, False, bootstrap=["sleep=60"]),
+            "stop-fails": ({"bootout": ["stderr=words", "exit=5"]}, "print bootout", stop_failed,
+                           True),
+            "not-loaded": ({"print": ["run=" + change, "exit=113"]}, "print", CHANGED, True),
+            "probe-killed": ({"print": ["run=" + change, "signal=9"]}, "print", CHANGED, True),
         }
-        for name, (command, loads) in changes.items():
+        for name, (controls, verbs, text, loads) in cases.items():
             with self.subTest(name):
-                first, item, third = (self.item(f"{name}.{number}") for number in "123")
+                first = self.item(f"{name}.1", loaded=False)
+                item, third = self.item(f"{name}.2"), self.item(f"{name}.3")
                 self.new_calls()
-                # The tool finds the first item's job gone when it is to stop the second one.
-                self.control("launchctl.bootout", f"run=[ -e '{first.job}' ] || "
-                             f"{{ {command.format(path=item.path)}; }}")
+                for verb in undone.split():
+                    lines = controls.get(verb, [])
+                    self.control(f"launchctl.{verb}", *(line.format(path=item.path)
+                                                        for line in lines))
+                began = time.monotonic()
                 self.assertEqual(remove(first.key, item.key, third.key),
-                                 (False, b"", CHANGED.format(item.label)))
+                                 (False, b"", text.format(item.label)))
+                if name == "undo-hangs":
+                    self.assertTrue(3 <= time.monotonic() - began < 6)
+                probe, *calls = self.new_calls()
+                self.assertEqual(" ".join(call.split()[1] for call in calls), verbs)
+                if verbs == undone:
+                    self.assertEqual(calls[-1], f"/bin/launchctl bootstrap gui/501 {item.path}")
+                self.assertEqual(item.job.exists(), loads)
+                self.assertEqual(item.archived(), [])
+                self.assertEqual(os.path.lexists(item.path), name != "gone")
                 self.assert_removed(first)
                 self.assert_kept(third)
                 self.assertTrue(third.job.exists())
-                self.assertEqual(item.archived(), [])
-                self.assertEqual(self.new_calls()[-1],
-                                 f"/bin/launchctl bootstrap gui/501 {item.path}")
-                self.assertEqual(item.job.exists(), loads)
-                if item.path.is_dir():
-                    item.path.rmdir()
+                if name == "undeletable":
+                    subprocess.run(["umount", item.path], check=True)
+
+    def test_items_of_a_request_share_its_time(self):
+        first, second = self.item("first"), self.item("second")
+        self.control("launchctl.bootout", "sleep=13")
+        began = time.monotonic()
+        self.assertEqual(remove(first.key, second.key), (
+            False, b"", "launchctl did not finish in time, so the maintenance helper stopped it."))
+        elapsed = time.monotonic() - began
+        self.assertTrue(22 <= elapsed < 26, elapsed)
+        self.assert_removed(first)
+        self.assert_kept(second)
+        self.assertTrue(second.job.exists())
+
+    def test_home_is_looked_up_for_each_request_and_means_what_the_walk_takes(self):
+        USERS["stranger"] = 503
+        item = self.item("item", loaded=False)
+        os.chown(item.path, 503, STAFF)
+        unavailable = "The signed-in user\u2019s home directory could not be resolved safely."
+        self.assertEqual(remove(item.key, user="stranger"), (False, b"", unavailable))
+        accounts = Path("/etc/passwd")
+        self.addCleanup(accounts.write_text, accounts.read_text())
+        with accounts.open("a") as file:  # longer than what is first set aside for a record
+            file.write(f"stranger:*:503:20:{'x' * 5000}:/Users//bob/.././alice/:/bin/sh\n")
+        self.new_calls()
+        self.assertEqual(remove(item.key, user="stranger"), (True, [item.key], ""))
+        self.assertEqual(self.new_calls(), [f"/bin/launchctl print gui/503/{item.label}"])
+        self.assertEqual([entry["originalPath"] for entry in item.archived()], [str(item.path)])
+
+    def test_archive_is_a_real_folder_and_stays_as_it_was(self):
+        item, elsewhere = self.item("item"), Path("/stage/elsewhere")
+        elsewhere.mkdir()
+        shutil.rmtree(ARCHIVE.parent, ignore_errors=True)
+        self.addCleanup(shutil.rmtree, ARCHIVE.parent)
+        ARCHIVE.parent.mkdir()
+        ARCHIVE.symlink_to(elsewhere)
+        unavailable = "Velmora could not create its protected background-item archive."
+        self.assertEqual(remove(item.key), (False, b"", unavailable))
+        self.assertEqual(list(elsewhere.iterdir()), [])
+        self.assert_kept(item)
+        ARCHIVE.unlink()
+        ARCHIVE.mkdir(mode=0o755)
+        self.assertEqual(remove(item.key), (True, [item.key], ""))
+        self.assertEqual(stat.S_IMODE(ARCHIVE.stat().st_mode), 0o755)
 
     def test_link_on_the_way_to_the_folder_is_followed_to_nothing(self):
         for level in (ALICE, ALICE.parent, ALICE.parent.parent):
@@ -184,6 +254,7 @@ class Removal(StageTestCase):
                 item = self.item(f"item{len(level.parts)}")
                 real = level.with_name(level.name + ".real")
                 level.rename(real)
+                self.assertEqual(remove("systemDaemon|a")[2], MISSING.format("a"), "elsewhere")
                 level.symlink_to(real)
                 try:
                     self.assertEqual(remove(item.key), (False, b"", UNSAFE.format(ALICE)))
@@ -195,22 +266,15 @@ class Removal(StageTestCase):
 
     def test_removals_and_operations_exclude_each_other(self):
         item = self.item("item")
-        with self.held("launchctl.print") as release, Client("bob") as other:
-            with Client("alice") as client:
-                client.request(**removal_request(item.key))
-                eventually(self.new_calls, "the probe")
-                self.assertEqual(remove("userAgent|a", user="bob"), (False, b"", BUSY))
+        with self.held("launchctl.print") as release, Client("alice") as client:
+            client.request(**removal_request(item.key))
+            eventually(self.new_calls, "the probe")
+            self.assertEqual(remove(data=b"no request", user="bob"), (False, b"", BUSY))
+            with Client("bob") as other:
                 self.assertEqual(other.call("freeMemoryWithReply"), (False, BUSY))
-                self.assert_logged()
-                release()
-                self.assertTrue(client.reply()[0])
-        with self.held("purge") as release, Client("bob") as other:
-            other.request("freeMemoryWithReply")
-            self.wait_for_calls("/bin/launchctl bootout " + f"gui/501/{item.label}",
-                                "/usr/sbin/purge")
-            self.assertEqual(remove(data=b"no request"), (False, b"", BUSY))
+            self.assert_logged()
             release()
-            self.assertEqual(other.reply(), (True, ""))
+            self.assertTrue(client.reply()[0])
         self.assert_removed(item)
 
 

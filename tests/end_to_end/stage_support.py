@@ -53,7 +53,8 @@ def message(member, serial=1, path="/", interface=INTERFACE, signature="", body=
         fields = padded(fields) + bytes([code]) + b"\1" + form + b"\0"
         fields += struct.pack("<I", len(text)) + text.encode() + b"\0"
     if signature:
-        fields = padded(fields) + b"\x08\1g\0" + bytes([len(signature)]) + signature.encode() + b"\0"
+        text = signature.encode()
+        fields = padded(fields) + b"\x08\1g\0" + bytes([len(text)]) + text + b"\0"
     header = struct.pack("<cBBBIII", b"l", kind, 0, 1, len(body), serial, len(fields))
     return padded(header + fields) + body
 
@@ -84,7 +85,7 @@ def values_in(data, signature, at=0):
     return values, at
 
 
-class Client:
+class Client(contextlib.AbstractContextManager):
     """One connection of `user`; authenticated unless told otherwise.
 
     A connection that the helper has closed shows as a ConnectionError, silence as a TimeoutError.
@@ -112,9 +113,6 @@ class Client:
             self.buffer += self.receive()
         self.buffer = b""
         self.send(b"BEGIN\r\n")
-
-    def __enter__(self):
-        return self
 
     def __exit__(self, *_):
         self.socket.close()
@@ -181,12 +179,10 @@ def run_as(user, *command, **options):
 
 
 def helper_pid():
-    """The helper behind the stage's socket, not one that a test started itself; None if none."""
+    """The helper behind the stage's socket; None without one."""
     for folder in Path("/proc").glob("[0-9]*"):
         with contextlib.suppress(OSError):
-            parent = (folder / "stat").read_text().rsplit(")", 1)[1].split()[1]
-            if (folder / "cmdline").read_bytes() == HELPER.encode() + b"\0" and \
-                    int(parent) != os.getpid():
+            if (folder / "cmdline").read_bytes() == HELPER.encode() + b"\0":
                 return int(folder.name)
     return None
 
