@@ -29,6 +29,8 @@ class Disk:
             elif call in ("write", "fchmod", "fchown"):
                 self.loose.add(("content", path))
             elif call == "rename":
+                if ("content", path + ".partial") in self.loose:
+                    self.problems.append(f"{path} is in place before its bytes are safe")
                 self.loose = {(what, path if of == path + ".partial" else of)
                               for what, of in self.loose} | {("name", path)}
             elif call == "fsync":
