@@ -157,9 +157,10 @@ TEST_F(HelperCommandRunnerTest, mixesUpStandardDescriptorsOrLetsOthersReadDiagno
       ::close(number);
     }
     const mode_t before = ::umask(closed == 0 ? 0777 : 0);
+    // In a subshell, which alone has its standard output exchanged.
     const std::string state =
         HelperCommandRunner()
-            .run("/bin/sh", {"-c", "cd /proc/$$/fd; stat -L -c %a 2 >&2; readlink 0 1 2 >&2; :"},
+            .run("/bin/sh", {"-c", "(cd /proc/$$/fd; stat -L -c %a 2; readlink 0 1 2) >&2; :"},
                  amplySeconds)
             .diagnostic;
     ::umask(before);
