@@ -18,17 +18,6 @@ CommandLine parsed(Words words) {
   return parseCommandLine(static_cast<int>(arguments.size()), arguments.data());
 }
 
-TEST(CommandLineTest, misreadsAnItemOrTakesOptionsInOnePlaceOnly) {
-  for (const auto& words : {Words{"remove", "a/b|c", "--yes", "|c|d"},
-                            {"-y", "remove", "a|b|c", "|c|d"},
-                            {"remove", "-y", "--", "a/b|c", "|c|d"}}) {
-    EXPECT_TRUE(parsed(words).isConfirmed);
-    EXPECT_EQ(parsed(words).items, (Words{"a|b|c", "|c|d"}));
-  }
-  EXPECT_EQ(parsed({"remove", "--", "--yes/b"}).items, Words{"--yes|b"});
-  EXPECT_FALSE(parsed({"remove", "--", "--yes/b"}).isConfirmed);
-}
-
 TEST(CommandLineTest, letsWrongUsageThrough) {
   const std::pair<Words, const char*> cases[] = {
       {{}, "which command?"},

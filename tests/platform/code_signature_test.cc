@@ -87,10 +87,8 @@ TEST_F(CodeSignatureTest, takesMessageThatIsNotOneSignersOwnDescription) {
     EXPECT_FALSE(CodeSignature::parse(message).has_value()) << testing::PrintToString(message);
   }
   for (const std::string& content : {
-      std::string(), description() + "\n", description() + "size=1\n", "\n" + description(),
-      "size=1\nidentifier=a\nsha256=" + digest + "\n", description(""), description("a", ""),
-      description("a", "-1"), description("a", "1 "), description("a", "18446744073709551616"),
-      description("a", "1", digest + "00"), description("a", "1", digest.substr(2)),
+      description() + "\n", "\n" + description(), description(""), description("a", "1 "),
+      description("a", "18446744073709551616"), description("a", "1", digest.substr(2)),
       description("a", "1", digest.substr(1) + "g"), description(std::string(66000, 'a'))}) {
     EXPECT_FALSE(CodeSignature::parse(sign(content)).has_value()) << content;
   }

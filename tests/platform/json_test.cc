@@ -62,9 +62,8 @@ TEST(JSON, writesWhatAReaderTakesForSomethingElseOrWhatNoJSONCanHold) {
 
 TEST(JSON, deepOrLongTextOverflowsOrTakesMoreThanLinearTime) {
   const auto processorTime = [](std::size_t count) {
-    const std::string deepArray = repeated("[", count) + repeated("]", count);
     const std::clock_t start = std::clock();
-    EXPECT_THROW((void)decodeStringArray(deepArray), JSONError);
+    EXPECT_THROW((void)decodeStringArray(repeated("[", count)), JSONError);
     EXPECT_EQ(decodeStringArray("[\"" + repeated("\\n", count) + "\"]").front().size(), count);
     EXPECT_EQ(decodeStringArray("[" + repeated("\"\",", count) + "\"\"]").size(), count + 1);
     return std::clock() - start;

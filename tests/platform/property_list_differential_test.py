@@ -40,28 +40,24 @@ class Generator:
 
     def scalar(self):
         return self.random.choice([self.text(), self.random.randbytes(self.random.randrange(9)),
-                                   self.random.random() < 0.5, self.random.randrange(-2**63, 2**63)])
+                                   True, False, self.random.randrange(-2**63, 2**63)])
 
     def value(self, depth=0):
         kind = self.random.randrange(8 if depth < 4 else 5)
         if kind < 5:
             return self.scalar()
         values = [self.value(depth + 1) for _ in range(self.random.randrange(6))]
-        return values if kind == 5 else self.dictionary(values, self.random.choice([["Label"], []]))
-
-    def dictionary(self, values, keys):
-        keys = keys + [self.text() for _ in values]
-        self.random.shuffle(keys)
-        return dict(zip(keys, values))
+        if kind == 5:
+            return values
+        return {self.random.choice(["Label", self.text()]): value for value in values}
 
     def top_level(self):
         if self.random.random() < 0.1:
             return self.value()
         label = self.random.choice([self.text(), self.text(), self.value()])
-        items = list(self.dictionary([self.value() for _ in range(6)], []).items())
-        items += [("Label", label)] * (self.random.random() < 0.9)
+        items = [(self.text(), self.value()) for _ in range(6)] + [("Label", label)]
         self.random.shuffle(items)
-        return dict(items)
+        return dict(items[:-1])  # now and then without the label
 
     def space(self, comments):
         return "".join(self.random.choices(["", " ", "\n", "\t", *comments], k=2))
@@ -127,15 +123,16 @@ def generate(folder):
     generator, files = Generator(), {}
     for number in range(VALUES):
         value = generator.top_level()
-        forms = {"xml": generator.xml(value), "binary": plistlib.dumps(value, fmt=plistlib.FMT_BINARY)}
-        if not isinstance(value, dict):
-            forms["text"] = generator.old_text(value).encode()
-        elif not isinstance(value.get("Label"), int):
-            forms["text"] = (generator.old_text(value) + generator.space(TEXT_COMMENTS)).encode()
-            forms["strings"] = f"{generator.string('a')}=b;{generator.entries(value)}\n".encode()
+        forms = {"xml": generator.xml(value),
+                 "binary": plistlib.dumps(value, fmt=plistlib.FMT_BINARY),
+                 "text": generator.old_text(value) + generator.space(TEXT_COMMENTS)}
+        if isinstance(value, dict):
+            forms["strings"] = f"{generator.string('a')}=b;{generator.entries(value)}\n"
+            if isinstance(value.get("Label"), int):
+                del forms["text"], forms["strings"]
         for form, data in forms.items():
             path = folder / f"{number}.{form}"
-            path.write_bytes(data)
+            path.write_bytes(data if isinstance(data, bytes) else data.encode())
             files[path] = expected(value)
     return files
 

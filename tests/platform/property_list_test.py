@@ -33,10 +33,6 @@ def xml_before(value):
     return xml_value(f"<string>a</string><key>k</key>{value}")
 
 
-def xml_element(start):
-    return xml_before(f"<{start}/{start[:start.index('>')]}>")
-
-
 def text_value(value):
     return f"{{ Label = {value}; }}"
 
@@ -70,69 +66,56 @@ def binary_before(value):
 
 class Cases(unittest.TestCase):
     def assert_each(self, expected, wrap, bodies):
+        files = [wrap(body) if wrap else body for body in bodies]
         with tempfile.TemporaryDirectory() as folder:
-            files = [wrap(body) if wrap else body for body in bodies]
             paths = [Path(folder, str(number)) for number in range(len(files))]
             for path, file in zip(paths, files):
                 path.write_bytes(file if isinstance(file, bytes) else file.encode())
             for file, answer in zip(files, look_up([LOOKUP], paths), strict=True):
                 self.assertEqual(answer, expected, file)
 
-    def test_xml_reader_is_stricter_than_apple_s(self):
-        a = "<string>a</string>"
+    def test_xml_that_apple_s_reader_takes(self):
         self.assert_each(A, None, [
-            f"<dict><key>Label</key>{a}</dict>", xml_value(a) + "behind",
-            b"<!-- a -- \xFF --><!DOCTYPE plist><!---->" + xml_value("<!-- -- -->" + a).encode(),
-            "<!DOCTYPE plist [<!ENTITY a 'b'> %x; <?p?><!-- > --> ] >" + xml_value(a)])
+            b"<!-- a -- \xFF --><!DOCTYPE plist><!---->" + xml_before("<true/>").encode(),
+            "<!DOCTYPE plist [<!ENTITY a 'b'> %x; <?p?><!-- > --> ] >" + xml_before("<true/>"),
+            "<dict><key>Label</key><string>a</string></dict>behind"])
         self.assert_each(A, xml_value, [
             "<?a?><!---><string x='y' >a</string\n>", "<string>\uFEFFa</string>", "<key>a</key>",
-            f"<plist>{a}</plist>", f"<string>b</string><key>Label</key>{a}"])
-        self.assert_each(NO_STRING, xml_value, [a + "<key>Label</key><true/>"])
+            "<string>b</string><key>Label</key><string>a</string>"])
+        self.assert_each(NO_STRING, xml_value, ["<string>a</string><key>Label</key><true/>"])
         self.assert_each(found("\u00E9"), None, [
             b"<?xml version='1.0' encoding='ISO-8859-1'?>" +
             xml_value("<string>\u00E9</string>").encode("latin-1")])
-        self.assert_each(A, xml_element, [
-            "integer> -\t0x7fFF<", "integer>+18446744073709551615<",
-            "integer>-9223372036854775808<", "real>-.5e-3<", "real> 1.<", "real>+InFinity<",
-            "real>&#49;<", "date>-12-34-56T78:90:12Z<", "data>a b=!<", "true><"])
 
-    def test_xml_reader_is_laxer_than_apple_s(self):
+    def test_xml_that_apple_s_reader_refuses(self):
         self.assert_each(REFUSED, None, [
-            "", "<plist/>", "<plist></plist>", "<plist><dict/><dict/></plist>", "</dict>",
-            "<dict><></dict>", "<dict><key>Label</key><string>a</string></array>",
-            "<dict><key>Label</key></dict>", "<dict><string>Label</string><string>a</string></dict>",
-            "<!ELEMENT a>" + xml_before("<true/>"),
+            "", "<plist/>", "<plist><dict/><dict/></plist>", "</dict>", "<dict><></dict>",
+            "<dict><key>Label</key><string>a</string></array>", "<dict><key>Label</key></dict>",
+            "<dict><string>Label</string><string>a</string></dict>",
             "<?xml version='1.0' encoding='EBCDIC'?>" + xml_before("<true/>"),
-            "<!DOCTYPE plist [<!ENTITY a SYSTEM '/etc/group'>]>" +
-            xml_value("<string>&a;</string>")])
+            "<!DOCTYPE plist [<!ENTITY a 'b'>]>" + xml_value("<string>&a;</string>")])
         self.assert_each(REFUSED, xml_value, [
             "<string>a</string>text", "<string>a<!-- --></string>", "<string>a</key>",
-            "<string>&nbsp;</string>", "<string>&#xD800;</string>", "<string>&#x110000;</string>",
-            "<string>&#1a;</string>", "<string>&#000000065;</string>"])
+            "<string>&#xD800;</string>", "<string>&#x110000;</string>", "<string>&#1a;</string>"])
         self.assert_each(REFUSED, xml_before, [
-            "<blob/>", "<array><true/></dict>", "<integer/>", "<real/>", "<date/>", "<data/>"])
-        self.assert_each(REFUSED, xml_element, [
-            "integer><", "integer>0x<", "integer>1 <", "integer>18446744073709551616<",
-            "integer>-9223372036854775809<", "real>1.e<", "real>.<", "real>+nan<",
-            "date>2020-01-01<", "date>2020-1-01T00:00:00Z<", "data>\x80<", "true> <"])
+            "<blob/>", "<array><true/></dict>", "<integer>x</integer>", "<date>x</date>",
+            "<real>x</real>", "<data>\x80</data>"])
 
     def test_old_text_reader_differs_from_apple_s(self):
         self.assert_each(A, None, [
             "\uFEFF// c\n/* c */ { /**/ Label /* ; */ = // }\r a ; } /* open",
             "Label = a; } behind", "{\u2028Label =\u2029 a;}//\u2028", "Label = b; Label = a;"])
         self.assert_each(A, text_before, ["(a, (), { k = v; }, <0f 0F>, )"])
-        self.assert_each(found("a.b-c_d/e:$"), text_value, ["a.b-c_d/e:$"])
         self.assert_each(found("\a\b\f\n\r\t\v\"\\'qu0041\u00E9\n"), text_value, [
             r'"\a\b\f\n\r\t\v\"\\\'\q\u0041' + '\\\u00E9\\\n"'])
         self.assert_each(found("\uFFFDxAgA\0\u00C6\u02CB2\0\0018"), text_value, [
             r'"\Ud83dx\U41g\101\0\341\3012\777\18"'])
         self.assert_each(found("Label"), None, ["Label;"])
         self.assert_each(MISSING, None, [" /* only */ // a comment"])
-        self.assert_each(NO_DICTIONARY, None, ["lone", "'lone'", "( { Label = a; } )"])
         self.assert_each(REFUSED, None, [
             "{ Label = a }", "{ Label = a;", "{ Label = a; } behind", "{ Label a; }", "Label = a",
             "{ (a) = b; }", "{ Label = ; }", "{ Label = \"a; }", "{ Label = \"a\\"])
-        self.assert_each(REFUSED, text_before, ["(a b)", "(,)", "<6>", "<6 1>", "<g0>"])
+        self.assert_each(REFUSED, text_before, ["(a b)", "(,)", "<6>", "<6 1>"])
 
     def test_binary_reader_differs_from_apple_s(self):
         self.assert_each(found("ab"), binary_value, [b"\x5F\x11\0\2ab", b"\x62\0a\0b"])
@@ -142,34 +125,26 @@ class Cases(unittest.TestCase):
         self.assert_each(A, None, [binary_entry(b"\x55Label", b"\x51z")])
         self.assert_each(NO_DICTIONARY, None, [binary_entry(b"\x10\1", b"\x51z")])
         self.assert_each(REFUSED, None, [binary_entry(b"\xA0", b"\x51z")])
-        sound = (b"\0", b"\x08", b"\x10z", b"\x14" + b"\xFF" * 16, b"\x22zzzz", b"\x33zzzzzzzz",
-                 b"\x80z", b"\x87\0\0\0\0\xFF\xFF\xFF\xFF", b"\xA0", b"\xC0", b"\xD0")
-        self.assert_each(A, binary_before, sound)
-        self.assert_each(NO_STRING, binary_value, sound)
         self.assert_each(REFUSED, binary_before, [
-            b"\x0F", b"\x15" + b"z" * 32, b"\x24" + b"z" * 16, b"\x32zzzzzzzz", b"\x84\1\0\0\0\0",
-            b"\xB0", b"\x70", b"\xE0", b"\xA1\xFF", b"\x4F\x20\1z", b"\x4F\x10", b"\x42z",
-            b"\x5F\x13\x7F" + b"\xFF" * 7])
+            b"\x0F", b"\x15" + b"z" * 32, b"\xB0", b"\xA1\xFF", b"\x4F\x20\1z", b"\x4F\x10",
+            b"\x42z", b"\x5F\x13\x7F" + b"\xFF" * 7])
 
     def test_trailer_that_lies_is_believed(self):
         sound = binary_value(b"\x51z")
-        size = len(sound)
-        self.assert_each(REFUSED, lambda change: sound[:change[0]] + bytes(change[1:]) +
-                         sound[change[0] + 1:], [
-            (6, 0x31), *((size - behind, byte) for behind, byte in (
-                (26, 0), (26, 3), (26, 0xFF), (25, 0), (25, 0xFF), (24, 0x7F), (17, 0), (17, 4),
-                (17, 2), (9, 3), (8, 0x7F), (1, 0), (1, 0x1A), (36, 0x7F), (33, 0), (33, 0x7F)))])
+        self.assert_each(REFUSED, lambda change: sound[:-change[0]] + bytes(change[1:]) +
+                         sound[len(sound) - change[0] + 1:], [
+            (26, 0), (26, 3), (26, 0xFF), (25, 0), (25, 0xFF), (24, 0x7F), (17, 0), (17, 4),
+            (17, 2), (9, 3), (8, 0x7F), (1, 0), (1, 0x1A), (36, 0x7F), (33, 0), (33, 0x7F)])
 
     def test_text_of_another_encoding_is_misread(self):
         for codec in ("utf-16-le", "utf-16-be", "utf-32-le", "utf-32-be"):
             def encoded(text):
                 return text.encode(codec, "surrogatepass")
-            for text in (text_value("\"\u00E9\U0001F600\""),
-                         xml_value("<string>\u00E9\U0001F600</string>")):
-                self.assert_each(found("\u00E9\U0001F600"), encoded, ["\uFEFF" + text])
-                self.assert_each(REFUSED, encoded, [text])
-            self.assert_each(REFUSED, encoded, [f"\uFEFF{{ Label = \"{lone}\"; }}" for lone in (
-                "\uD800", "\uDC00", "\uD800\U0001F600")])
+            text = text_value("\"\u00E9\U0001F600\"")
+            self.assert_each(found("\u00E9\U0001F600"), encoded, ["\uFEFF" + text])
+            self.assert_each(REFUSED, encoded, [
+                text, *(f"\uFEFF{{ Label = \"{lone}\"; }}" for lone in (
+                    "\uD800", "\uDC00", "\uD800\U0001F600"))])
 
 
 def arrays(depth, width, last=b"\xA0"):
