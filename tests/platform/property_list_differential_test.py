@@ -38,14 +38,11 @@ class Generator:
     def text(self):
         return "".join(self.random.choices(ALPHABET, k=self.random.randrange(20)))
 
-    def scalar(self):
-        return self.random.choice([self.text(), self.random.randbytes(self.random.randrange(9)),
-                                   True, False, self.random.randrange(-2**63, 2**63)])
-
     def value(self, depth=0):
         kind = self.random.randrange(8 if depth < 4 else 5)
         if kind < 5:
-            return self.scalar()
+            return self.random.choice([self.text(), self.random.randbytes(depth), True, False,
+                                       self.random.randrange(-2**63, 2**63)])
         values = [self.value(depth + 1) for _ in range(self.random.randrange(6))]
         if kind == 5:
             return values
@@ -93,16 +90,14 @@ class Generator:
         """Numbers and truth values, of which old text has none, are strings there."""
         space = self.space(TEXT_COMMENTS)
         if isinstance(value, dict):
-            return f"{space}{{{self.entries(value)}{space}}}"
+            entries = "".join(f"{self.space(TEXT_COMMENTS)}{self.string(key)}{self.space([])}="
+                              f"{self.old_text(item)};" for key, item in value.items())
+            return f"{space}{{{entries}{space}}}"
         if isinstance(value, list):
             return f"{space}({(space + ',').join(map(self.old_text, value))}{space})"
         if isinstance(value, bytes):
             return f"{space}<{value.hex(' ', 2)}>"
         return space + self.string(str(value))
-
-    def entries(self, value):
-        return "".join(f"{self.space(TEXT_COMMENTS)}{self.string(key)}{self.space([])}="
-                       f"{self.old_text(item)};" for key, item in value.items())
 
     def string(self, text):
         if re.fullmatch(r"[A-Za-z0-9._]+", text) and self.random.random() < 0.5:
@@ -124,15 +119,12 @@ def generate(folder):
     for number in range(VALUES):
         value = generator.top_level()
         forms = {"xml": generator.xml(value),
-                 "binary": plistlib.dumps(value, fmt=plistlib.FMT_BINARY),
-                 "text": generator.old_text(value) + generator.space(TEXT_COMMENTS)}
-        if isinstance(value, dict):
-            forms["strings"] = f"{generator.string('a')}=b;{generator.entries(value)}\n"
-            if isinstance(value.get("Label"), int):
-                del forms["text"], forms["strings"]
+                 "binary": plistlib.dumps(value, fmt=plistlib.FMT_BINARY)}
+        if not isinstance(value, dict) or not isinstance(value.get("Label"), int):
+            forms["text"] = (generator.old_text(value) + generator.space(TEXT_COMMENTS)).encode()
         for form, data in forms.items():
             path = folder / f"{number}.{form}"
-            path.write_bytes(data if isinstance(data, bytes) else data.encode())
+            path.write_bytes(data)
             files[path] = expected(value)
     return files
 

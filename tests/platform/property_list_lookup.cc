@@ -1,5 +1,5 @@
-// Looks up KEY in each FILE and prints one line per file: the outcome's number, a blank and the
-// value's bytes in hexadecimal.
+// property_list_lookup KEY FILE... looks up KEY in each FILE and prints one line per file: the
+// outcome's number, a blank and the value's bytes in hexadecimal.
 #include <cstdio>
 #include <fstream>
 #include <string>
@@ -7,10 +7,6 @@
 #include "platform/property_list.h"
 
 int main(int argc, char* argv[]) {
-  if (argc < 3) {
-    (void)std::fputs("usage: property_list_lookup KEY FILE...\n", stderr);
-    return 2;
-  }
   for (int index = 2; index < argc; ++index) {
     std::ifstream file(argv[index], std::ios::binary | std::ios::ate);
     if (!file) return 1;
