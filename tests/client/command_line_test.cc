@@ -23,7 +23,6 @@ TEST(CommandLineTest, letsWrongUsageThrough) {
       {{}, "which command?"},
       {{"\x1b[2J"}, "there is no command \\x1b[2J"},
       {{"version", "now"}, "version takes no arguments"},
-      {{"list", "--yes"}, "list has no option --yes"},
       {{"remove", "--json", "a/b"}, "remove has no option --json"},
       {{"remove"}, "remove: which items?"},
       {{"remove", "a/b", "a\xFF"}, "a\\xff is no KIND/LABEL or KIND|LABEL"}};

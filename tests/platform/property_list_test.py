@@ -56,7 +56,7 @@ def binary_value(value):
 
 
 def binary_entry(key):
-    return binary([b"\x55Label", b"\x51a", key, b"\xD2\0\2\1\1"], 3)
+    return binary([b"\x55Label", b"\x51a", key, b"\x51z", b"\xD2\0\2\1\3"], 4)
 
 
 class Cases(unittest.TestCase):
