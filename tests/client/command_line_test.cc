@@ -22,8 +22,6 @@ TEST(CommandLineTest, letsWrongUsageThrough) {
   const std::pair<Words, const char*> cases[] = {
       {{}, "which command?"},
       {{"\x1b[2J"}, "there is no command \\x1b[2J"},
-      {{"version", "now"}, "version takes no arguments"},
-      {{"remove", "--json", "a/b"}, "remove has no option --json"},
       {{"remove"}, "remove: which items?"},
       {{"remove", "a/b", "a\xFF"}, "a\\xff is no KIND/LABEL or KIND|LABEL"}};
   for (const auto& [words, complaint] : cases) {
