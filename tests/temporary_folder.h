@@ -30,9 +30,8 @@ class TemporaryFolder {
   std::string operator/(std::string_view name) const { return (path_ / name).string(); }
 
   // Makes a file and returns its path.
-  std::string write(std::string_view name, std::string_view bytes, mode_t mode = 0600) const {
+  std::string write(std::string_view name, std::string_view bytes) const {
     std::ofstream(path_ / name, std::ios::binary) << bytes;
-    std::filesystem::permissions(path_ / name, static_cast<std::filesystem::perms>(mode));
     return *this / name;
   }
 

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <ctime>
 
 #include "raised.h"
@@ -11,7 +10,6 @@ namespace velmora {
 namespace {
 
 using namespace std::string_literals;
-using Strings = std::vector<std::string>;
 
 std::string repeated(const std::string& piece, std::size_t count) {
   std::string text;
@@ -22,90 +20,46 @@ std::string repeated(const std::string& piece, std::size_t count) {
 // The tables hold several cases to a line, which clang-format would spread.
 // clang-format off
 
-TEST(JSON, decodeStringArrayMisreadsAString) {
-  const std::pair<std::string, Strings> cases[] = {
-      {"[]", {}}, {" [ \"a\" ,\r\n\t\"a\" ] ", {"a", "a"}}, {"\uFEFF[\"a\"]", {"a"}},
-      {R"(["\"\\\/\b\f\n\r\t/"])", {"\"\\/\b\f\n\r\t/"}},
-      {R"(["\u0000","\u00e9\u00C9","\ud83d\ude00"])", {"\0"s, "\u00E9\u00C9", "\U0001F600"}},
-      {"[\"\u00E9\U0001F600\uFFFF\"]", {"\u00E9\U0001F600\uFFFF"}}};
+TEST(JSON, misreadsAStringOrTakesAnotherShape) {
+  const std::pair<std::string, std::vector<std::string>> cases[] = {
+      {"[]", {}}, {" [ \"a\" ,\r\n\t\"a\" ] ", {"a", "a"}},
+      {R"(["\"\\\/\b\f\n\r\t/","\u0000","\u00e9é","\ud83d\ude00"])",
+       {"\"\\/\b\f\n\r\t/", "\0"s, "\u00E9\u00E9", "\U0001F600"}}};
   for (const auto& [json, strings] : cases) EXPECT_EQ(decodeStringArray(json), strings) << json;
-}
-
-TEST(JSON, takesAnotherShapeThanAsked) {
-  for (const std::string json : {"{}", "\"a\"", "null", "true", "1", "{\"a\":\"b\"}", "[-1]",
-                                 "[1.5]", "[null]", "[\"a\",false]", "[\"a\",[\"b\"]]", "[{}]"}) {
+  for (const std::string json : {"{\"a\":\"b\"}", "\"a\"", "null", "1", "[-1]", "[1.5]", "[null]",
+                                 "[\"a\",false]", "[\"a\",[\"b\"]]", "[{}]"}) {
     EXPECT_EQ(raised<JSONError>([&] { (void)decodeStringArray(json); }).errorDescription(),
               "The data is not a JSON array of strings.") << json;
-  }
-  for (const std::string json : {"[]", "\"a\"", "null", "1", "-1.5", "true", "[{\"a\":1}]"}) {
-    EXPECT_EQ(raised<JSONError>([&] { (void)decodeRecord(json); }).errorDescription(),
-              "The data is not a JSON object.") << json;
   }
 }
 
 TEST(JSON, readsOrQuotesWhatIsNotJSON) {
-  const std::string jsons[] = {
-      ""s, " "s, "[\"a\""s, "[\"a"s, "[\"a\",]"s, "[,\"a\"]"s, "[\"a\" \"b\"]"s, "['a']"s,
-      "[\"a\"] x"s, "[\"a\"][]"s, "[\"a\"]\0x"s, "\0[\"a\"]"s, "[\"a\0\"]"s, "[\"a\n\"]"s,
-      "[\"\\x\"]"s, "[\"\\u12\"]"s, "[\"\\ud800\"]"s, "[\"\\udc00\"]"s, "[\"\\ud800\\u0041\"]"s,
-      "[\"\xED\xA0\x80\"]"s, "[\"\xC0\x80\"]"s, "[\"\xE2\x82\"]"s, "// note\n[\"a\"]"s,
-      "\xFF\xFE[\0\"\0a\0\"\0]\0"s, repeated("a\xFF\n", 1000), "[\"" + repeated("a", 1000)};
-  for (const std::string& json : jsons) {
+  for (const std::string& json : {
+      ""s, "[\"a\",]"s, "[\"a\"] x"s, "[\"a\"]\0x"s, "\0[\"a\"]"s, "[\"a\0\"]"s, "[\"\\ud800\"]"s,
+      "[\"\xED\xA0\x80\"]"s, "// note\n[]"s, repeated("a\xFF\n", 1000), "[\"" + repeated("a", 999)}) {
     const auto error = raised<JSONError>([&] { (void)decodeStringArray(json); }).errorDescription();
     EXPECT_TRUE(error.starts_with("The data is not valid JSON (byte ")) << error;
     EXPECT_LT(error.size(), 100U) << error;
-    EXPECT_THROW((void)decodeRecord("{\"a\":" + json + "}"), JSONError) << error;
-  }
-}
-
-TEST(JSON, decodeRecordMisreadsMembers) {
-  const std::pair<std::string, JSONRecord> cases[] = {
-      {"{}", {}}, {R"({"path":"\/a/b","":""})", {{"path", "/a/b"}, {"", ""}}},
-      {R"({"a":0,"b":4294967295,"c":5.0,"d":-0,"e":1e3,"f":1e-999})",
-       {{"a", 0U}, {"b", 4294967295U}, {"c", 5U}, {"d", 0U}, {"e", 1000U}, {"f", 0U}}},
-      {R"({"a":-1,"b":4294967296,"c":0.5,"d":18446744073709551616,"e":1e300})",
-       {{"a", -1.0}, {"b", 4294967296.0}, {"c", 0.5}, {"d", 0x1p64}, {"e", 1e300}}},
-      {R"({"a":{"b":"c","d":[{"e":1}]},"f":[["g"],2],"h":null,"i":true,"j":"k"})",
-       {{"i", true}, {"j", "k"}}},
-      {R"({"a":"first","a":"last","b":"first","b":null})", {{"a", "last"}}}};
-  for (const auto& [json, record] : cases) EXPECT_EQ(decodeRecord(json), record) << json;
-  for (const std::string number :
-       {"1e999", "-1e999", "01", "+1", ".5", "1.", "1e", "-", "NaN", "Infinity", "0x10"}) {
-    EXPECT_THROW((void)decodeRecord("{\"a\":" + number + "}"), JSONError) << number;
   }
 }
 
 TEST(JSON, writesWhatAReaderTakesForSomethingElseOrWhatNoJSONCanHold) {
-  EXPECT_EQ(encodeStringArray({}) + encodeRecord({}), "[]{}");
-  EXPECT_EQ(encodeStringArray({"\"\\\n\x01\x7F", "\0"s, "\u00E9\U0001F600"}),
-            "[\"\\\"\\\\\\n\\u0001\x7F\",\"\\u0000\",\"\u00E9\U0001F600\"]");
-  const JSONRecord record = {{"a/b", "/c\\/"}, {"e", 4294967295U}, {"f", 788918400.0},
-                             {"g", 788918400.125}, {"h", -1.5}, {"i", 1e300}, {"j", "\u00E9"}};
-  EXPECT_EQ(encodeRecord(record),
-            R"({"a\/b":"\/c\\\/","e":4294967295,"f":788918400,"g":788918400.125,"h":-1.5,)"
-            "\"i\":1e+300,\"j\":\"\u00E9\"}");
-  for (const std::string text : {"\xFF", "a\xC3", "\xED\xA0\x80", "\xC0\x80"}) {
-    EXPECT_THROW((void)encodeStringArray({"a", text}), JSONError);
-    EXPECT_THROW((void)encodeRecord({{"a", text}}), JSONError);
-    EXPECT_THROW((void)encodeRecord({{text, "a"}}), JSONError);
-  }
-  for (const double number : {std::nan(""), HUGE_VAL, -HUGE_VAL}) {
-    EXPECT_THROW((void)encodeRecord({{"a", number}}), JSONError);
-  }
+  EXPECT_EQ(encodeRecord({{"a/b", "/c\\/"}, {"e", 4294967295U}, {"f", 788918400.0}, {"g", 0.125},
+                          {"h", true}, {"i", 1e300}, {"j", "\u00E9\0\"\n"s}}),
+            R"({"a\/b":"\/c\\\/","e":4294967295,"f":788918400,"g":0.125,"h":true,"i":1e+300,)"
+            "\"j\":\"\u00E9\\u0000\\\"\\n\"}");
+  EXPECT_THROW((void)encodeStringArray({"a", "\xFF"}), JSONError);
+  EXPECT_THROW((void)encodeRecord({{"a", "\xED\xA0\x80"}}), JSONError);
 }
 
 // clang-format on
 
 TEST(JSON, deepOrLongTextOverflowsOrTakesMoreThanLinearTime) {
   const auto processorTime = [](std::size_t count) {
-    const std::string deepArray = repeated("[", count) + repeated("]", count);
     const std::clock_t start = std::clock();
-    EXPECT_THROW((void)decodeStringArray(deepArray), JSONError);
-    EXPECT_EQ(decodeRecord("{\"a\":" + deepArray + "}"), JSONRecord());
-    EXPECT_THROW((void)decodeRecord(repeated("{\"a\":", count)), JSONError);
+    EXPECT_THROW((void)decodeStringArray(repeated("[", count)), JSONError);
     EXPECT_EQ(decodeStringArray("[\"" + repeated("\\n", count) + "\"]").front().size(), count);
     EXPECT_EQ(decodeStringArray("[" + repeated("\"\",", count) + "\"\"]").size(), count + 1);
-    EXPECT_THROW((void)decodeRecord("{\"a\":" + repeated("9", count) + "}"), JSONError);
     return std::clock() - start;
   };
   EXPECT_LT(processorTime(1600000), 30 * (processorTime(200000) + 5000));

@@ -1,42 +1,21 @@
-// Looks up KEY in each FILE and prints one line per file: the outcome's number, a blank and the
-// value, its control characters and backslashes as \xHH.
+// property_list_lookup KEY FILE... looks up KEY in each FILE and prints one line per file: the
+// outcome's number, a blank and the value's bytes in hexadecimal.
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <string>
 
 #include "platform/property_list.h"
 
-namespace {
-
-std::string escaped(const std::string& text) {
-  constexpr std::string_view digits = "0123456789abcdef";
-  std::string result;
-  for (const char character : text) {
-    const auto byte = static_cast<unsigned char>(character);
-    if (byte >= 0x20 && character != '\\') {
-      result += character;
-    } else {
-      result += {'\\', 'x', digits[byte >> 4], digits[byte & 0xF]};
-    }
-  }
-  return result;
-}
-
-}  // namespace
-
 int main(int argc, char* argv[]) {
-  if (argc < 3) {
-    (void)std::fputs("usage: property_list_lookup KEY FILE...\n", stderr);
-    return 2;
-  }
   for (int index = 2; index < argc; ++index) {
-    std::ifstream file(argv[index], std::ios::binary);
+    std::ifstream file(argv[index], std::ios::binary | std::ios::ate);
     if (!file) return 1;
-    std::string bytes(std::filesystem::file_size(argv[index]), '\0');
-    if (!file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()))) return 1;
+    std::string bytes(static_cast<std::size_t>(file.tellg()), '\0');
+    if (!file.seekg(0).read(bytes.data(), static_cast<std::streamsize>(bytes.size()))) return 1;
     const velmora::PropertyListString found = velmora::propertyListString(bytes, argv[1]);
-    std::printf("%d %s\n", static_cast<int>(found.outcome), escaped(found.value).c_str());
+    std::printf("%d ", static_cast<int>(found.outcome));
+    for (const char byte : found.value) std::printf("%02hhx", static_cast<unsigned char>(byte));
+    std::puts("");
   }
   return 0;
 }
