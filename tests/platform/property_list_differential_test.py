@@ -146,7 +146,8 @@ def read_with_plistlib(data, ours):
         return None
     # Of a binary file, plistlib checks neither what the keys are nor all that makes it up.
     is_strange = isinstance(value, dict) and not all(isinstance(key, str) for key in value)
-    return None if is_binary and (ours == REFUSED or is_strange) else expected(value)
+    is_empty = value is None  # "<plist/>", which is no value to us
+    return None if is_empty or is_binary and (ours == REFUSED or is_strange) else expected(value)
 
 
 def read_with_gnustep(paths):
