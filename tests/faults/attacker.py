@@ -118,6 +118,7 @@ class AttackedHelper:
         ctypes.CDLL(None).prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
         self.shim = Shim()
         self.listening = socket.socket(socket.AF_UNIX)
+        Path(ADDRESS).unlink(missing_ok=True)
         self.listening.bind(ADDRESS)
         os.chmod(ADDRESS, 0o666)
         self.listening.listen(64)

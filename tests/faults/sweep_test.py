@@ -2,6 +2,8 @@
 which the helper is killed before each call, and the power fails later."""
 
 import os
+import signal
+import socket
 import time
 import unittest
 
@@ -9,7 +11,7 @@ from attack_support import tell, times
 from attacker import AttackedHelper
 from removal_test import FOLDERS
 from scenarios import CALLS, Admission, FinishedRemoval, Operation, Removal
-from stage_support import main
+from stage_support import main, processor_seconds
 
 
 class Disk:
@@ -48,6 +50,7 @@ class Sweep(unittest.TestCase):
             for file in folder.glob("*.plist"):
                 file.unlink()
         self.helper = AttackedHelper()
+        self.addCleanup(lambda: os.kill(self.helper.pid, signal.SIGKILL))
 
     def sweep(self, scenario, faults, examine=lambda *_: ()):
         """The request once with each of the faults that the scenario's `faults` names."""
@@ -76,6 +79,12 @@ class FaultSweep(Sweep):
         for scenario in (Removal, Operation, Admission, *times((), (FinishedRemoval,))):
             with self.subTest(scenario.__name__):
                 self.sweep(scenario(), scenario.faults)
+
+    def test_socket_that_another_holder_has_shut_down_keeps_the_processor_busy(self):
+        self.helper.listening.shutdown(socket.SHUT_RDWR)
+        before = processor_seconds(self.helper.pid)
+        time.sleep(1)
+        self.assertLess(processor_seconds(self.helper.pid) - before, 0.1)
 
 
 class CrashSweep(Sweep):
