@@ -208,3 +208,8 @@ class AttackedHelper:
                 os.waitpid(-1, 0)
         self.shim.hold()
         self.start()
+
+    def stop(self):
+        os.kill(self.pid, signal.SIGKILL)
+        self.client.socket.close()
+        self.listening.close()

@@ -2,7 +2,6 @@
 which the helper is killed before each call, and the power fails later."""
 
 import os
-import signal
 import socket
 import time
 import unittest
@@ -50,7 +49,7 @@ class Sweep(unittest.TestCase):
             for file in folder.glob("*.plist"):
                 file.unlink()
         self.helper = AttackedHelper()
-        self.addCleanup(lambda: os.kill(self.helper.pid, signal.SIGKILL))
+        self.addCleanup(self.helper.stop)
 
     def sweep(self, scenario, faults, examine=lambda *_: ()):
         """The request once with each of the faults that the scenario's `faults` names."""
