@@ -1,11 +1,15 @@
-"""Tools that resist being stopped, write without end or leave children."""
+"""Tools that resist being stopped, write without end, leave children or cannot be run."""
 
+import errno
+import os
+import subprocess
 import time
 from pathlib import Path
 
 from attack_support import FULL, AttackTestCase, main
-from stage_support import Client
+from stage_support import Client, free_memory
 
+PURGE = Path("/usr/sbin/purge")
 BUDGET, GRACE = 15, 2  # seconds; the grace comes once after each of the two signals
 STOPPED = "mdutil did not finish in time, so the maintenance helper stopped it."
 # A child in a session of its own, with the tool's standard error and the signals that it ignores.
@@ -37,6 +41,21 @@ class HostileTools(AttackTestCase):
                 self.assert_lock_is_free()
                 self.assertEqual(list(Path("/tmp").glob("driftwhale-helper-*")), [])
                 self.check_memory(name)
+        self.new_log()
+
+    def test_what_cannot_be_run_in_a_tool_s_place_is_told_at_once(self):
+        script = Path("/stage/script")
+        script.write_text("#!/missing\n")
+        script.chmod(0o755)
+        places = {"true": errno.ENOENT, "mkdir": errno.EACCES, "mkfifo -m 755": errno.EACCES,
+                  f"cp -p {script}": errno.ENOENT, "install -m 755 /dev/null": errno.ENOEXEC}
+        self.addCleanup(PURGE.rename(PURGE.with_suffix(".kept")).rename, PURGE)
+        for make, number in places.items():
+            with self.subTest(make):
+                subprocess.run([*make.split(), PURGE], check=True)
+                text = f"Could not launch {PURGE}: {os.strerror(number)}."
+                self.assertEqual(free_memory(), (False, text))
+                subprocess.run(["rm", "-rf", PURGE], check=True)
         self.new_log()
 
 
