@@ -43,19 +43,19 @@ def eventually(condition, what, seconds=30):
 # --- A raw client of the bus ---------------------------------------------------------------
 
 
-def padded(data, size=8):
-    return data + bytes(-len(data) % size)
+def padded(data):
+    return data + bytes(-len(data) % 8)
 
 
-def message(member, serial=1, path="/", interface=INTERFACE, signature="", body=b"", kind=1):
+def message(member, serial=1, signature="", body=b""):
     fields = b""
-    for code, form, text in ((1, b"o", path), (2, b"s", interface), (3, b"s", member)):
+    for code, form, text in ((1, b"o", "/"), (2, b"s", INTERFACE), (3, b"s", member)):
         fields = padded(fields) + bytes([code]) + b"\1" + form + b"\0"
         fields += struct.pack("<I", len(text)) + text.encode() + b"\0"
     if signature:
         text = signature.encode()
         fields = padded(fields) + b"\x08\1g\0" + bytes([len(text)]) + text + b"\0"
-    header = struct.pack("<cBBBIII", b"l", kind, 0, 1, len(body), serial, len(fields))
+    header = struct.pack("<cBBBIII", b"l", 1, 0, 1, len(body), serial, len(fields))
     return padded(header + fields) + body
 
 

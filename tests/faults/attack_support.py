@@ -10,8 +10,7 @@ import os
 import sys
 from pathlib import Path
 
-from stage_support import (HELPER, StageTestCase, eventually, free_memory, main,
-                           resident_bytes)
+from stage_support import HELPER, StageTestCase, eventually, free_memory, resident_bytes
 
 SANITIZED = b"__asan_init" in (program := Path(HELPER).read_bytes()) or b"__tsan_init" in program
 FULL = os.environ.get("VELMORA_ATTACK") == "full" and not SANITIZED

@@ -11,8 +11,8 @@ import unittest
 from pathlib import Path
 
 import abuses
-from attack_support import SANITIZED, AttackTestCase, main, times
-from stage_support import USERS, descriptors, eventually, processor_seconds
+from attack_support import SANITIZED, AttackTestCase, times
+from stage_support import USERS, descriptors, eventually, main, processor_seconds
 
 AUTHENTICATION_SECONDS = 10
 ROUNDS = {abuses.crowd: (1, 5), abuses.no_login: (20, 200), abuses.mutated_messages: (300, 10000),

@@ -6,8 +6,8 @@ import subprocess
 import time
 from pathlib import Path
 
-from attack_support import FULL, AttackTestCase, main
-from stage_support import Client, free_memory
+from attack_support import FULL, AttackTestCase
+from stage_support import Client, free_memory, main
 
 PURGE = Path("/usr/sbin/purge")
 BUDGET, GRACE = 15, 2  # seconds; the grace comes once after each of the two signals

@@ -15,8 +15,8 @@ import time
 from collections import Counter
 from pathlib import Path
 
-from attack_support import AttackTestCase, main, process, tell, times
-from stage_support import STAFF, USERS
+from attack_support import AttackTestCase, process, tell, times
+from stage_support import STAFF, USERS, main
 
 LABEL = "org.example.race"
 NAME = LABEL + ".plist"

@@ -12,9 +12,9 @@ import time
 from pathlib import Path
 
 import abuses
-from attack_support import SANITIZED, AttackTestCase, main, process, tell, times
-from stage_support import (BUSY, CONTROL, STAFF, USERS, Client, descriptors, resident_bytes,
-                           threads)
+from attack_support import SANITIZED, AttackTestCase, process, tell, times
+from stage_support import (BUSY, CONTROL, STAFF, USERS, Client, descriptors, main,
+                           resident_bytes, threads)
 
 SECONDS, SAMPLES = times(16, 600), 160
 ABUSES = [lambda chance: abuses.crowd(chance, chance.randint(1, 140)), abuses.no_login,
