@@ -1,6 +1,6 @@
 #include "client/item_argument.h"
 
-#include "platform/text.h"
+#include "platform/utf8.h"
 
 namespace velmora {
 

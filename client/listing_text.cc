@@ -6,6 +6,7 @@
 #include "client/printable_text.h"
 #include "platform/json.h"
 #include "platform/text.h"
+#include "platform/utf8.h"
 
 namespace velmora {
 namespace {

@@ -5,7 +5,7 @@
 #include <charconv>
 #include <cstdint>
 
-#include "platform/text.h"
+#include "platform/utf8.h"
 
 namespace velmora {
 namespace {

@@ -6,6 +6,7 @@
 
 #include "front/maintenance_helper_listener_delegate.h"
 #include "platform/localized_error.h"
+#include "platform/process.h"
 #include "platform/xpc.h"
 #include "protocol/build_constants.h"
 
@@ -19,6 +20,7 @@ std::unique_ptr<velmora::XPCListener> listener;
 
 int main() {
   try {
+    velmora::prepareProcess();
     delegate = std::make_unique<velmora::MaintenanceHelperListenerDelegate>();
     listener = std::make_unique<velmora::XPCListener>(velmora::HelperServiceName);
     listener->setDelegate(*delegate);

@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/linux/code_requirement.h"
 #include "platform/platform_error.h"
+#include "platform/portable/code_requirement.h"
 
 namespace {
 

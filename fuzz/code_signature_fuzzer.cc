@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "platform/linux/code_requirement.h"
-#include "platform/linux/code_signature.h"
+#include "platform/linux/code_signing/code_signature.h"
+#include "platform/portable/code_requirement.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using velmora::CodeRequirement;
@@ -19,7 +19,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (!signature) return 0;
   if (size > CodeSignature::maximumBytes || signature->identifier().empty()) std::abort();
   if (!signature->isTrusted()) return 0;
-  const bool forged = !seed.isSatisfiedBy(*signature) || signature->executableSize() != 4096 ||
+  const bool forged = !seed.isSatisfiedBy(signature->identifier(), signature->teamIdentifier()) ||
+                      signature->executableSize() != 4096 ||
                       signature->executableDigest() != velmora::SHA256Digest{};
   if (forged) std::abort();
   return 0;

@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "platform/property_list.h"
-#include "platform/text.h"
+#include "platform/utf8.h"
 
 namespace {
 

@@ -13,7 +13,7 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/linux/signed_executable.h"
+#include "platform/linux/code_signing/signed_executable.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const std::string path = "/dev/shm/velmora-fuzz-" + std::to_string(::getpid());

@@ -8,6 +8,7 @@
 #include "platform/files.h"
 #include "platform/platform_error.h"
 #include "platform/text.h"
+#include "platform/utf8.h"
 
 namespace velmora {
 namespace {

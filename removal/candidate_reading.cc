@@ -13,7 +13,7 @@
 
 #include "platform/memory.h"
 #include "platform/property_list.h"
-#include "platform/text.h"
+#include "platform/utf8.h"
 #include "removal/launchd_label.h"
 
 namespace velmora {

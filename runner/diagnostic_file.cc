@@ -10,6 +10,7 @@
 #include "platform/files.h"
 #include "platform/platform_error.h"
 #include "platform/text.h"
+#include "platform/utf8.h"
 #include "platform/uuid.h"
 #include "runner/helper_command_error.h"
 

@@ -7,10 +7,10 @@
 
 #include "platform/file_descriptor.h"
 #include "platform/platform_error.h"
+#include "platform/semaphore.h"
 #include "platform/task.h"
 #include "runner/diagnostic_file.h"
 #include "runner/helper_command_error.h"
-#include "runner/semaphore.h"
 
 namespace velmora {
 namespace {

@@ -7,6 +7,7 @@
 #include <cstddef>
 
 #include "platform/platform_error.h"
+#include "platform/portable/text/hexadecimal.h"
 
 namespace velmora {
 
@@ -19,12 +20,11 @@ std::string uuidString() {
   bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0F) | 0x40);  // version 4
   bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3F) | 0x80);  // variant of RFC 9562
 
-  constexpr char digits[] = "0123456789ABCDEF";
   std::string text;
   for (std::size_t i = 0; i < bytes.size(); ++i) {
     if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
-    text += digits[bytes[i] >> 4];
-    text += digits[bytes[i] & 0x0F];
+    text += hexadecimalDigit(bytes[i] >> 4U);
+    text += hexadecimalDigit(bytes[i] & 0x0FU);
   }
   return text;
 }

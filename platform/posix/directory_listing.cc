@@ -6,7 +6,7 @@
 
 #include "platform/files.h"
 #include "platform/platform_error.h"
-#include "platform/posix/hidden_flag.h"
+#include "platform/posix/differences/hidden_flag.h"
 
 namespace velmora {
 namespace {

@@ -6,7 +6,7 @@
 
 #include "platform/files.h"
 #include "platform/platform_error.h"
-#include "platform/posix/disk_flush.h"
+#include "platform/posix/differences/disk_flush.h"
 
 namespace velmora {
 namespace {

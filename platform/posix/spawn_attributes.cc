@@ -3,6 +3,7 @@
 #include <csignal>
 
 #include "platform/platform_error.h"
+#include "platform/posix/differences/close_on_exec.h"
 
 namespace velmora {
 namespace {

@@ -39,9 +39,4 @@ class SpawnFileActions {
   posix_spawn_file_actions_t actions_;
 };
 
-// Makes every descriptor of the helper above standard error close on exec, also those inherited
-// from whoever started it. Raises PlatformError. The system's own means: close_range(2) on Linux,
-// a spawn flag on macOS.
-void closeOtherDescriptorsOnExec(posix_spawnattr_t* attributes);
-
 }  // namespace velmora

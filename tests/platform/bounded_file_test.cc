@@ -1,4 +1,4 @@
-#include "platform/linux/bounded_file.h"
+#include "platform/linux/code_signing/bounded_file.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Signatures made with the openssl command, by leaves of no authority: reading them is all that
 // is tested here, not trust.
-#include "platform/linux/code_signature.h"
+#include "platform/linux/code_signing/code_signature.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "platform/linux/code_requirement.h"
+#include "platform/portable/code_requirement.h"
 #include "temporary_folder.h"
 
 namespace velmora {
@@ -64,7 +64,10 @@ TEST(CodeSignature, takesWhatIsNotOneSignersOwnOrForAnotherClients) {
       {"identifier \"com.velmora.ap\"", false},
       {"identifier \"com.velmora.app\" and " + team + "\"TEAM4\"", false}};
   for (const auto& [text, satisfied] : cases) {
-    EXPECT_EQ(CodeRequirement::parse(text).isSatisfiedBy(*signature), satisfied) << text;
+    EXPECT_EQ(CodeRequirement::parse(text).isSatisfiedBy(signature->identifier(),
+                                                         signature->teamIdentifier()),
+              satisfied)
+        << text;
   }
 }
 

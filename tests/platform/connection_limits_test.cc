@@ -1,4 +1,4 @@
-#include "platform/linux/connection_limits.h"
+#include "platform/linux/xpc/connection_limits.h"
 
 #include <gtest/gtest.h>
 

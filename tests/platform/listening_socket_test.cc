@@ -1,4 +1,4 @@
-#include "platform/linux/listening_socket.h"
+#include "platform/linux/xpc/listening_socket.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "platform/linux/standard_error_log.h"
+#include "platform/linux/log/standard_error_log.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

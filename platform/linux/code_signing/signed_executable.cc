@@ -1,0 +1,69 @@
+#include "platform/linux/code_signing/signed_executable.h"
+
+#include <openssl/evp.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "platform/linux/code_signing/bounded_file.h"
+#include "platform/portable/code_requirement.h"
+
+namespace velmora {
+namespace {
+
+constexpr std::size_t pieceBytes = 65536;
+
+bool hasSize(int descriptor, std::uint64_t size) {
+  struct stat status {};
+  return ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
+         static_cast<std::uint64_t>(status.st_size) == size;
+}
+
+// The digest of the first `size` bytes, or nothing when there are fewer.
+std::optional<SHA256Digest> digestOf(int descriptor, std::uint64_t size) {
+  const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(),
+                                                                        &EVP_MD_CTX_free);
+  if (!context || EVP_DigestInit_ex(context.get(), EVP_sha256(), nullptr) != 1) return std::nullopt;
+
+  std::vector<unsigned char> piece(pieceBytes);
+  for (std::uint64_t at = 0; at < size;) {
+    const std::size_t wanted = std::min<std::uint64_t>(piece.size(), size - at);
+    const ssize_t count = ::pread(descriptor, piece.data(), wanted, static_cast<off_t>(at));
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return std::nullopt;
+    if (EVP_DigestUpdate(context.get(), piece.data(), static_cast<std::size_t>(count)) != 1) {
+      return std::nullopt;
+    }
+    at += static_cast<std::uint64_t>(count);
+  }
+  SHA256Digest digest{};
+  if (EVP_DigestFinal_ex(context.get(), digest.data(), nullptr) != 1) return std::nullopt;
+  return digest;
+}
+
+std::optional<CodeSignature> readSignature(const std::string& path) {
+  const auto der = readBoundedFile(path + ".signature", CodeSignature::maximumBytes);
+  return der ? CodeSignature::parse(*der) : std::nullopt;
+}
+
+}  // namespace
+
+SignedExecutable::SignedExecutable(FileDescriptor executable, const std::string& path)
+    : executable_(std::move(executable)), signature_(readSignature(path)) {}
+
+bool SignedExecutable::isValid(const CodeRequirement* requirement) const {
+  if (!signature_ || !signature_->isTrusted()) return false;
+  if (requirement != nullptr &&
+      !requirement->isSatisfiedBy(signature_->identifier(), signature_->teamIdentifier())) {
+    return false;
+  }
+  if (!hasSize(executable_.get(), signature_->executableSize())) return false;
+  return digestOf(executable_.get(), signature_->executableSize()) ==
+         signature_->executableDigest();
+}
+
+}  // namespace velmora

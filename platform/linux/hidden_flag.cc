@@ -1,9 +1,0 @@
-#include "platform/posix/hidden_flag.h"
-
-namespace velmora {
-
-bool isMarkedHidden(const FileDescriptor& /*directory*/, const char* /*name*/) {
-  return false;
-}
-
-}  // namespace velmora

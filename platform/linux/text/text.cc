@@ -1,0 +1,90 @@
+#include "platform/text.h"
+
+#include <utf8proc.h>
+
+#include <algorithm>
+#include <cstddef>
+
+#include "platform/utf8.h"
+
+namespace velmora {
+namespace {
+
+utf8proc_category_t categoryOf(char32_t value) {
+  return utf8proc_category(static_cast<utf8proc_int32_t>(value));
+}
+
+bool isWhitespaceOrNewline(char32_t value) {
+  if ((value >= 0x09 && value <= 0x0D) || value == 0x85) return true;
+  const utf8proc_category_t category = categoryOf(value);
+  return category == UTF8PROC_CATEGORY_ZS || category == UTF8PROC_CATEGORY_ZL ||
+         category == UTF8PROC_CATEGORY_ZP;
+}
+
+// The categories of letters, marks and numbers stand side by side in the library's enumeration.
+bool isAlphanumeric(char32_t value) {
+  const utf8proc_category_t category = categoryOf(value);
+  return category >= UTF8PROC_CATEGORY_LU && category <= UTF8PROC_CATEGORY_NO;
+}
+
+}  // namespace
+
+std::string trimWhitespaceAndNewlines(std::string_view text) {
+  std::size_t begin = text.size();
+  std::size_t end = 0;
+  for (std::size_t at = 0; at < text.size();) {
+    const Scalar scalar = firstScalar(text.substr(at));
+    if (!isWhitespaceOrNewline(scalar.value)) {
+      begin = std::min(begin, at);
+      end = at + scalar.length;
+    }
+    at += scalar.length;
+  }
+  return begin < end ? std::string(text.substr(begin, end - begin)) : std::string();
+}
+
+std::string lowercased(std::string_view text) {
+  constexpr char32_t capitalIWithDotAbove = 0x130;
+  std::string result;
+  result.reserve(text.size());
+  for (std::size_t at = 0; at < text.size();) {
+    const Scalar scalar = firstScalar(text.substr(at));
+    // The one character whose full mapping is longer than the library's simple one.
+    if (scalar.value == capitalIWithDotAbove) {
+      result += "i\u0307";
+    } else {
+      const auto value = static_cast<utf8proc_int32_t>(scalar.value);
+      appendScalar(result, static_cast<char32_t>(utf8proc_tolower(value)));
+    }
+    at += scalar.length;
+  }
+  return result;
+}
+
+bool isAlphanumericExcept(std::string_view text, std::string_view others) {
+  for (std::size_t at = 0; at < text.size();) {
+    const Scalar scalar = firstScalar(text.substr(at));
+    const bool other = scalar.length == 1 && others.find(text[at]) != std::string_view::npos;
+    if (!other && !isAlphanumeric(scalar.value)) return false;
+    at += scalar.length;
+  }
+  return true;
+}
+
+std::string_view firstUserPerceivedCharacter(std::string_view text) {
+  if (text.empty()) return text;
+  utf8proc_int32_t state = 0;
+  Scalar last = firstScalar(text);
+  std::size_t size = last.length;
+  while (size < text.size()) {
+    const Scalar next = firstScalar(text.substr(size));
+    if (utf8proc_grapheme_break_stateful(static_cast<utf8proc_int32_t>(last.value),
+                                         static_cast<utf8proc_int32_t>(next.value), &state))
+      break;
+    size += next.length;
+    last = next;
+  }
+  return text.substr(0, size);
+}
+
+}  // namespace velmora

@@ -1,0 +1,212 @@
+#include "platform/portable/property_list/openstep_property_list.h"
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/portable/property_list/openstep_string.h"
+#include "platform/portable/text/hexadecimal.h"
+#include "platform/utf8.h"
+
+namespace velmora {
+namespace {
+
+using Outcome = PropertyListString::Outcome;
+
+constexpr std::string_view lineSeparator = "\u2028";
+constexpr std::string_view paragraphSeparator = "\u2029";
+
+// Reads from the front of the text. The containers that are open stand on a stack of one byte
+// each; a function that meets a fault returns false, or nothing, and ends the reading.
+class OldTextReader {
+ public:
+  enum class Form { object, stringsFile };
+
+  OldTextReader(std::string_view text, std::string_view key, Form form)
+      : rest_(text), key_(key), form_(form) {
+    if (form_ == Form::stringsFile) open(Level::dictionary, Place::key);
+  }
+
+  // Whether the reading came to the end of the form without a fault.
+  bool read() {
+    while (place_ != Place::end) {
+      if (!readPiece()) return false;
+    }
+    return true;
+  }
+
+  bool isAtEndOfText() {
+    skipSpace();
+    return rest_.empty();
+  }
+
+  bool isString() const { return kind_ == Kind::string; }
+
+  PropertyListString result() && {
+    if (kind_ != Kind::dictionary) return {Outcome::notADictionary, {}};
+    return std::move(sought_);
+  }
+
+ private:
+  enum class Level : std::uint8_t { array, dictionary };
+  enum class Kind { string, dictionary, other };
+  enum class Place { value, element, key, behindValue, end };
+
+  bool readPiece() {
+    skipSpace();
+    switch (place_) {
+      case Place::value:
+        return readValue();
+      case Place::element:
+        if (accept(')')) return close(Kind::other);
+        place_ = Place::value;
+        return true;
+      case Place::key:
+        return readKeyOrEnd();
+      case Place::behindValue:
+        return readSeparator();
+      case Place::end:
+        break;
+    }
+    return true;
+  }
+
+  bool readValue() {
+    if (accept('{')) return open(Level::dictionary, Place::key);
+    if (accept('(')) return open(Level::array, Place::element);
+    if (accept('<')) return readData() && endValue(Kind::other, {});
+    std::optional<std::string> text = readOldTextString(rest_);
+    return text && endValue(Kind::string, *std::move(text));
+  }
+
+  bool readKeyOrEnd() {
+    if (!isOldTextString(rest_)) {
+      if (form_ == Form::object || levels_.size() > 1)
+        return accept('}') && close(Kind::dictionary);
+      kind_ = Kind::dictionary;
+      place_ = Place::end;
+      return true;
+    }
+    std::optional<std::string> text = readOldTextString(rest_);
+    if (!text) return false;
+    if (levels_.size() == 1) isSought_ = *text == key_;
+    skipSpace();
+    if (accept('=')) {
+      place_ = Place::value;
+      return true;
+    }
+    // A key alone stands for itself.
+    return rest_.starts_with(';') && endValue(Kind::string, *std::move(text));
+  }
+
+  bool readSeparator() {
+    if (levels_.back() == Level::array) {
+      if (accept(')')) return close(Kind::other);
+      place_ = Place::element;
+      return accept(',');
+    }
+    place_ = Place::key;
+    return accept(';');
+  }
+
+  bool open(Level level, Place place) {
+    levels_.push_back(level);
+    place_ = place;
+    return true;
+  }
+
+  bool close(Kind kind) {
+    levels_.pop_back();
+    return endValue(kind, {});
+  }
+
+  bool endValue(Kind kind, std::string text) {
+    place_ = Place::behindValue;
+    if (levels_.empty()) {
+      kind_ = kind;
+      place_ = Place::end;
+    } else if (isSought_ && levels_.size() == 1) {
+      // An array at the top level has no key, so nothing is sought in it.
+      sought_ = {kind == Kind::string ? Outcome::found : Outcome::notAString, std::move(text)};
+      isSought_ = false;
+    }
+    return true;
+  }
+
+  // Pairs of digits with white space, but no comments, between the pairs.
+  bool readData() {
+    while (!accept('>')) {
+      if (rest_.size() >= 2 && hexadecimalValue(rest_[0]) && hexadecimalValue(rest_[1])) {
+        rest_.remove_prefix(2);
+      } else if (!accept(' ') && !accept('\n') && !accept('\t') && !accept('\r') &&
+                 !acceptSeparator()) {
+        return false;
+      }
+    }
+    return true;
+  }
+
+  // White space and comments. A comment that does not end reaches to the end of the text.
+  void skipSpace() {
+    while (!rest_.empty()) {
+      if (rest_.starts_with("//")) {
+        skipLine();
+      } else if (rest_.starts_with("/*")) {
+        const std::size_t end = rest_.find("*/", 2);
+        rest_.remove_prefix(end == std::string_view::npos ? rest_.size() : end + 2);
+      } else if (rest_.front() == ' ' || (rest_.front() >= '\t' && rest_.front() <= '\r')) {
+        rest_.remove_prefix(1);
+      } else if (!acceptSeparator()) {
+        break;
+      }
+    }
+  }
+
+  void skipLine() {
+    while (!rest_.empty() && !rest_.starts_with('\n') && !rest_.starts_with('\r') &&
+           !rest_.starts_with(lineSeparator) && !rest_.starts_with(paragraphSeparator)) {
+      rest_.remove_prefix(1);
+    }
+  }
+
+  bool accept(char expected) {
+    if (!rest_.starts_with(expected)) return false;
+    rest_.remove_prefix(1);
+    return true;
+  }
+
+  bool acceptSeparator() {
+    if (!rest_.starts_with(lineSeparator) && !rest_.starts_with(paragraphSeparator)) return false;
+    rest_.remove_prefix(lineSeparator.size());
+    return true;
+  }
+
+  std::string_view rest_;
+  const std::string_view key_;
+  const Form form_;
+  std::vector<Level> levels_;
+  Place place_ = Place::value;
+  Kind kind_ = Kind::other;  // of the top level, at the end
+  bool isSought_ = false;    // whether the last key of the top-level dictionary is the one
+  PropertyListString sought_{Outcome::missing, {}};
+};
+
+}  // namespace
+
+std::optional<PropertyListString> oldTextPropertyListString(std::string_view text,
+                                                            std::string_view key) {
+  using Form = OldTextReader::Form;
+  if (!decodeUTF8(text)) return std::nullopt;
+  OldTextReader object(text, key, Form::object);
+  if (object.isAtEndOfText()) return PropertyListString{Outcome::missing, {}};
+  if (!object.read()) return std::nullopt;
+  if (object.isAtEndOfText()) return std::move(object).result();
+  // A string with something behind it can only be the first key of a strings file.
+  if (!object.isString()) return std::nullopt;
+  OldTextReader stringsFile(text, key, Form::stringsFile);
+  if (!stringsFile.read()) return std::nullopt;
+  return std::move(stringsFile).result();
+}
+
+}  // namespace velmora

@@ -1,0 +1,118 @@
+#include "platform/portable/property_list/xml_values.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <string>
+
+#include "platform/portable/text/hexadecimal.h"
+
+namespace velmora {
+namespace {
+
+bool isDigit(char character) {
+  return character >= '0' && character <= '9';
+}
+
+void skipDigits(std::string_view& rest) {
+  rest.remove_prefix(static_cast<std::size_t>(
+      std::distance(rest.begin(), std::ranges::find_if_not(rest, isDigit))));
+}
+
+bool accept(std::string_view& rest, std::string_view characters) {
+  if (rest.empty() || characters.find(rest.front()) == std::string_view::npos) return false;
+  rest.remove_prefix(1);
+  return true;
+}
+
+bool acceptDigit(std::string_view& rest) {
+  return accept(rest, "0123456789");
+}
+
+// The length of the white space at the front, as Apple's number scanners see it: all control
+// characters and blanks of one byte, also as lone bytes, and the wide blanks.
+std::size_t spaceLength(std::string_view rest) {
+  if (rest.empty()) return 0;
+  const auto first = static_cast<unsigned char>(rest.front());
+  if (first < 0x21 || (first > 0x7E && first < 0xA1)) return 1;
+  if (rest.starts_with("\u3000") || rest.starts_with("\u205F") || rest.starts_with("\u202F")) {
+    return 3;
+  }
+  const bool isGeneralPunctuation = rest.size() > 2 && rest.starts_with("\xE2\x80");
+  return isGeneralPunctuation && static_cast<unsigned char>(rest[2]) <= 0x8B ? 3 : 0;
+}
+
+void skipSpace(std::string_view& rest) {
+  while (const std::size_t length = spaceLength(rest)) rest.remove_prefix(length);
+}
+
+bool isNameOfReal(std::string_view content) {
+  std::string lower(content.substr(0, 10));
+  for (char& character : lower) {
+    if (character >= 'A' && character <= 'Z') character = static_cast<char>(character + 32);
+  }
+  if (lower == "nan") return true;
+  if (lower.starts_with('+') || lower.starts_with('-')) lower.erase(0, 1);
+  return content.size() <= 9 && (lower == "inf" || lower == "infinity");
+}
+
+}  // namespace
+
+bool isPropertyListInteger(std::string_view content) {
+  skipSpace(content);
+  const bool isNegative = content.starts_with('-');
+  if (accept(content, "+-")) skipSpace(content);
+  const bool isHexadecimal = content.starts_with("0x") || content.starts_with("0X");
+  if (isHexadecimal) content.remove_prefix(2);
+  if (content.empty()) return false;
+
+  const std::uint64_t base = isHexadecimal ? 16 : 10;
+  const std::uint64_t maximum = isNegative ? std::uint64_t{1} << 63  // the least is one further
+                                           : std::numeric_limits<std::uint64_t>::max();
+  std::uint64_t value = 0;
+  for (const char character : content) {
+    const std::optional<unsigned> digit = hexadecimalValue(character);
+    if (!digit || *digit >= base || value > (maximum - *digit) / base) return false;
+    value = value * base + *digit;
+  }
+  return true;
+}
+
+bool isPropertyListReal(std::string_view content) {
+  if (isNameOfReal(content)) return true;
+  skipSpace(content);
+  accept(content, "+-");
+  const std::size_t before = content.size();
+  skipDigits(content);
+  std::size_t digits = before - content.size();
+  if (accept(content, ".")) {
+    const std::size_t behindPoint = content.size();
+    skipDigits(content);
+    digits += behindPoint - content.size();
+  }
+  if (digits == 0) return false;
+  if (accept(content, "eE")) {
+    accept(content, "+-");
+    if (!acceptDigit(content)) return false;
+    skipDigits(content);
+  }
+  return content.empty();
+}
+
+bool isPropertyListDate(std::string_view content) {
+  accept(content, "-");
+  skipDigits(content);
+  for (const char expected : std::string_view("-dd-ddTdd:dd:ddZ")) {
+    const bool isExpected =
+        expected == 'd' ? acceptDigit(content) : accept(content, {&expected, 1});
+    if (!isExpected) return false;
+  }
+  return content.empty();
+}
+
+bool isPropertyListData(std::string_view content) {
+  return std::ranges::all_of(content,
+                             [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
+}
+
+}  // namespace velmora
