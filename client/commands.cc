@@ -11,6 +11,7 @@
 #include "client/list_command.h"
 #include "client/progress.h"
 #include "client/remove_command.h"
+#include "platform/unreachable.h"
 #include "platform/xpc.h"
 #include "protocol/build_constants.h"
 
@@ -71,9 +72,9 @@ ExitStatus carryOut(const CommandLine& commandLine) {
     case Command::Action::listItems:
       return runListCommand(commandLine.asJSON);
     case Command::Action::removeItems:
-      break;
+      return runRemoveCommand(commandLine.items, commandLine.isConfirmed);
   }
-  return runRemoveCommand(commandLine.items, commandLine.isConfirmed);
+  unreachable();
 }
 
 // No answer is told apart from everything else that can go wrong, on this side of the connection.

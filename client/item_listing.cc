@@ -4,33 +4,69 @@
 
 #include <algorithm>
 #include <system_error>
+#include <unordered_map>
 #include <variant>
 
+#include "platform/platform_error.h"
 #include "platform/text.h"
 #include "removal/candidate_discovery.h"
+#include "removal/legacy_background_item_removal_error.h"
+#include "removal/removal_request.h"
 
 namespace velmora {
 namespace {
 
-std::string reasonAgainst(const ExaminedFile& file) {
-  const auto* refusal = std::get_if<CandidateRefusal>(&file.reading.outcome);
-  if (refusal == nullptr) return "";
+// Whether the helper could be asked for the item of this key: behind the separator, a label that
+// begins with a mark does not begin a character of its own.
+bool isRequestable(const std::string& key) {
+  try {
+    (void)parseRequestEntry(key);
+    return true;
+  } catch (const LegacyBackgroundItemRemovalError&) {
+    return false;
+  }
+}
+
+ListedFile listed(std::string_view name, LocationKind kind, const Candidate& candidate) {
+  const bool isRemovable = isRequestable(itemKey(kind, candidate.label));
+  return {std::string(name), kind, candidate.label,
+          isRemovable ? "" : "has a label that no request can name"};
+}
+
+ListedFile listed(std::string_view name, LocationKind kind, const RefusedFile& file) {
   // Of the refusals, the one that the helper, as root, might not share.
-  const bool dependsOnUser = *refusal == CandidateRefusal::notOpened;
-  return std::string(description(*refusal)) + (dependsOnUser ? " by you" : "");
+  const bool dependsOnUser = file.reason == CandidateRefusal::notOpened;
+  return {std::string(name), kind, file.label,
+          std::string(description(file.reason)) + (dependsOnUser ? " by you" : "")};
 }
 
-// Discovery passes over a folder that it cannot list; here it is asked why.
-std::string listingFailure(const std::filesystem::path& directory) {
-  std::error_code error;
-  const std::filesystem::directory_iterator entries(directory, error);
-  return error ? error.message() : "";
+ListedFolder listFolder(const Location& location) {
+  ListedFolder folder{location.directory, "", {}};
+  try {
+    examinePropertyLists(
+        location, Deadline::never(), [&](std::string_view name, const CandidateReading& reading) {
+          folder.files.push_back(std::visit(
+              [&](const auto& outcome) { return listed(name, location.kind, outcome); }, reading));
+        });
+  } catch (const PlatformError& error) {
+    folder.failure = std::generic_category().message(error.code());
+  }
+  std::ranges::sort(folder.files, {}, &ListedFile::name);
+  return folder;
 }
 
-void markAmbiguous(ListedFolder& folder, const std::unordered_set<std::string>& ambiguousKeys) {
-  for (ListedFile& file : folder.files) {
-    if (file.isRemovable() && ambiguousKeys.contains(discoveryKey(file.kind, file.label))) {
-      file.reason = "has the same label as another file";
+void markAmbiguous(ItemListing& listing) {
+  std::unordered_map<std::string, int> countsByKey;
+  for (const ListedFolder& folder : listing) {
+    for (const ListedFile& file : folder.files) {
+      if (file.isRemovable()) ++countsByKey[discoveryKey(file.kind, file.label)];
+    }
+  }
+  for (ListedFolder& folder : listing) {
+    for (ListedFile& file : folder.files) {
+      if (file.isRemovable() && countsByKey[discoveryKey(file.kind, file.label)] > 1) {
+        file.reason = "has the same label as another file";
+      }
     }
   }
 }
@@ -39,18 +75,8 @@ void markAmbiguous(ListedFolder& folder, const std::unordered_set<std::string>& 
 
 ItemListing listItems(const std::vector<Location>& locations) {
   ItemListing listing;
-  for (const Location& location : locations) listing.push_back({location.directory, "", {}});
-  const CandidateDiscovery discovery = discoverCandidates(locations, [&](const ExaminedFile& file) {
-    // By its place: a home in "/" makes two locations of one folder.
-    const auto place = static_cast<std::size_t>(&file.location - locations.data());
-    listing[place].files.push_back(
-        {std::string(file.name), file.location.kind, file.reading.label, reasonAgainst(file)});
-  });
-  for (ListedFolder& folder : listing) {
-    if (folder.files.empty()) folder.failure = listingFailure(folder.directory);
-    markAmbiguous(folder, discovery.ambiguousKeys);
-    std::ranges::sort(folder.files, {}, &ListedFile::name);
-  }
+  for (const Location& location : locations) listing.push_back(listFolder(location));
+  markAmbiguous(listing);
   return listing;
 }
 

@@ -6,7 +6,6 @@
 
 #include "front/failure.h"
 #include "front/operation_lock.h"
-#include "platform/process_info.h"
 #include "protocol/build_constants.h"
 
 namespace velmora {
@@ -27,7 +26,7 @@ void MaintenanceHelperService::performOperation(const MaintenanceOperation& oper
     return;
   }
 
-  const double deadline = systemUptime() + operation.budgetSeconds;
+  const Deadline deadline = Deadline::after(operation.budgetSeconds);
   const std::optional<std::string> failure = failureOf([&] { routine(deadline); });
   if (failure) {
     logger_.error("%{public}s failed: %{public}s", {operation.displayName, *failure});

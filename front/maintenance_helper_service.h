@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/deadline.h"
 #include "platform/logger.h"
 #include "protocol/operations.h"
 #include "protocol/velmora_maintenance_helper_xpc.h"
@@ -33,8 +34,8 @@ class MaintenanceHelperService final : public VelmoraMaintenanceHelperXPC {
   void removeLegacyBackgroundItems(Data request, RemovalReply reply) override;
 
  private:
-  // Takes the absolute deadline in seconds on the uptime clock; completes or raises.
-  using Routine = std::function<void(double deadline)>;
+  // Completes before the deadline, or raises.
+  using Routine = std::function<void(Deadline deadline)>;
 
   // Runs `routine` under operationLock and the operation's budget, logs how it ended and
   // replies, in this order; the lock is free again after the reply. While another operation
@@ -45,9 +46,9 @@ class MaintenanceHelperService final : public VelmoraMaintenanceHelperXPC {
   // Runs one tool to success. Raises HelperCommandError::failed when it ends in any other way,
   // and what the runner raises.
   void runChecked(const std::string& executablePath, const std::vector<std::string>& arguments,
-                  double deadline) const;
-  void flushDNSCache(double deadline) const;
-  void repairUserPermissions(double deadline) const;
+                  Deadline deadline) const;
+  void flushDNSCache(Deadline deadline) const;
+  void repairUserPermissions(Deadline deadline) const;
 
   const std::uint32_t clientUserIdentifier_;
   const HelperCommandRunner runner_;

@@ -10,13 +10,13 @@ namespace velmora {
 
 void MaintenanceHelperService::flushDNSCacheWithReply(OperationReply reply) {
   performOperation(
-      DNSCacheFlush, [this](double deadline) { flushDNSCache(deadline); }, std::move(reply));
+      DNSCacheFlush, [this](Deadline deadline) { flushDNSCache(deadline); }, std::move(reply));
 }
 
 void MaintenanceHelperService::rebuildSpotlightIndexWithReply(OperationReply reply) {
   performOperation(
       SpotlightIndexRebuild,
-      [this](double deadline) {
+      [this](Deadline deadline) {
         runChecked("/usr/bin/mdutil", {"-E", "/"}, deadline);
       },
       std::move(reply));
@@ -24,14 +24,14 @@ void MaintenanceHelperService::rebuildSpotlightIndexWithReply(OperationReply rep
 
 void MaintenanceHelperService::repairUserPermissionsWithReply(OperationReply reply) {
   performOperation(
-      UserPermissionRepair, [this](double deadline) { repairUserPermissions(deadline); },
+      UserPermissionRepair, [this](Deadline deadline) { repairUserPermissions(deadline); },
       std::move(reply));
 }
 
 void MaintenanceHelperService::thinLocalSnapshotsWithReply(OperationReply reply) {
   performOperation(
       SnapshotThinning,
-      [this](double deadline) {
+      [this](Deadline deadline) {
         runChecked("/usr/bin/tmutil", {"thinlocalsnapshots", "/", "999999999999", "4"}, deadline);
       },
       std::move(reply));
@@ -39,23 +39,23 @@ void MaintenanceHelperService::thinLocalSnapshotsWithReply(OperationReply reply)
 
 void MaintenanceHelperService::freeMemoryWithReply(OperationReply reply) {
   performOperation(
-      MemoryPurge, [this](double deadline) { runChecked("/usr/sbin/purge", {}, deadline); },
+      MemoryPurge, [this](Deadline deadline) { runChecked("/usr/sbin/purge", {}, deadline); },
       std::move(reply));
 }
 
-void MaintenanceHelperService::flushDNSCache(double deadline) const {
+void MaintenanceHelperService::flushDNSCache(Deadline deadline) const {
   runChecked("/usr/bin/dscacheutil", {"-flushcache"}, deadline);
   runChecked("/usr/bin/killall", {"-HUP", "mDNSResponder"}, deadline);
 }
 
-void MaintenanceHelperService::repairUserPermissions(double deadline) const {
+void MaintenanceHelperService::repairUserPermissions(Deadline deadline) const {
   runChecked("/usr/sbin/diskutil",
              {"resetUserPermissions", "/", std::to_string(clientUserIdentifier_)}, deadline);
 }
 
 void MaintenanceHelperService::runChecked(const std::string& executablePath,
                                           const std::vector<std::string>& arguments,
-                                          double deadline) const {
+                                          Deadline deadline) const {
   const HelperCommandResult result = runner_.runBeforeDeadline(executablePath, arguments, deadline);
   if (!result.succeeded()) throw HelperCommandError::failed(executablePath, result);
 }

@@ -6,9 +6,8 @@
 #include <sys/types.h>
 
 #include <filesystem>
-#include <string>
+#include <functional>
 #include <string_view>
-#include <vector>
 
 #include "platform/file_descriptor.h"
 
@@ -18,10 +17,11 @@ namespace velmora {
 // whoever started the helper could have set. "/tmp" on Linux.
 std::filesystem::path temporaryDirectory();
 
-// The names of all entries of the opened folder, in the system's order, without those that are
-// hidden: by a full stop at the beginning, or by a flag where the system has one.
-// Raises PlatformError when the folder cannot be listed to its end.
-std::vector<std::string> visibleEntries(const FileDescriptor& directory);
+// Calls `visit` with the name of each entry of the opened folder, in the system's order, without
+// those that are hidden: by a full stop at the beginning, or by a flag where the system has one.
+// Raises PlatformError when the folder cannot be listed to its end, and what `visit` raises.
+void visitVisibleEntries(const FileDescriptor& directory,
+                         const std::function<void(std::string_view name)>& visit);
 
 // Creates the folder `path`, and the folders above it that are missing, for their owner alone
 // (0700 whatever the umask). Does nothing to what exists already. The names of the folders are on

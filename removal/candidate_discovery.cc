@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 
+#include <cerrno>
 #include <optional>
 #include <utility>
 
@@ -9,6 +10,7 @@
 #include "platform/platform_error.h"
 #include "platform/text.h"
 #include "platform/utf8.h"
+#include "runner/helper_command_error.h"
 
 namespace velmora {
 namespace {
@@ -20,46 +22,72 @@ bool isNamedAsPropertyList(std::string_view name) {
   return extension && lowercased(*extension) == "plist";
 }
 
-// Keeps a candidate that is the first of its key; any second one makes the key ambiguous for good.
-void keep(CandidateDiscovery& discovery, Candidate candidate) {
-  const std::string key = discoveryKey(candidate.kind, candidate.label);
-  if (discovery.ambiguousKeys.contains(key)) return;
-  if (discovery.candidatesByKey.erase(key) > 0) {
-    discovery.ambiguousKeys.insert(key);
-  } else {
-    discovery.candidatesByKey.emplace(key, std::move(candidate));
-  }
+// Files enough, or large enough, would otherwise have the helper read for their user, and refuse
+// everybody else, as long as that user likes. What is raised is what the first item's first
+// command would raise after the deadline.
+ReadingCheckpoint endAt(Deadline deadline) {
+  return [deadline] {
+    if (deadline.hasPassed()) throw HelperCommandError::timedOut("launchctl");
+  };
 }
 
-void scan(const Location& location, CandidateDiscovery& discovery,
-          const CandidateObserver& observer) {
-  const FileDescriptor directory(
-      ::open(location.directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!directory.isOpen()) return;
-  for (const std::string& name : visibleEntries(directory)) {
-    if (!isNamedAsPropertyList(name)) continue;
-    CandidateReading reading = readCandidate(directory, name, location);
-    if (observer) observer({location, name, reading});
-    if (auto* candidate = std::get_if<Candidate>(&reading.outcome)) {
-      keep(discovery, std::move(*candidate));
-    }
+// The names, each ended by a NUL: a folder may have millions, and a text for each would cost more
+// than twice as much.
+std::string namesOfPropertyLists(const FileDescriptor& directory,
+                                 const ReadingCheckpoint& checkpoint) {
+  std::string names;
+  visitVisibleEntries(directory, [&](std::string_view name) {
+    checkpoint();
+    if (isNamedAsPropertyList(name)) names.append(name) += '\0';
+  });
+  return names;
+}
+
+// Keeps a candidate that is the first of its key; any second one makes the key ambiguous for good.
+void keep(CandidateDiscovery& discovery, std::string key, Candidate candidate) {
+  if (discovery.ambiguousKeys.contains(key)) return;
+  if (discovery.candidatesByKey.erase(key) > 0) {
+    discovery.ambiguousKeys.insert(std::move(key));
+  } else {
+    discovery.candidatesByKey.emplace(std::move(key), std::move(candidate));
   }
 }
 
 }  // namespace
 
 CandidateDiscovery discoverCandidates(const std::vector<Location>& locations,
-                                      const CandidateObserver& observer) {
+                                      const std::unordered_set<std::string>& requestedKeys,
+                                      Deadline deadline) {
   CandidateDiscovery discovery;
+  const FileVisitor keepRequested = [&](std::string_view /*name*/, CandidateReading reading) {
+    auto* candidate = std::get_if<Candidate>(&reading);
+    if (candidate == nullptr) return;
+    std::string key = discoveryKey(candidate->kind, candidate->label);
+    if (requestedKeys.contains(key)) keep(discovery, std::move(key), std::move(*candidate));
+  };
   for (const Location& location : locations) {
     try {
-      scan(location, discovery, observer);
+      examinePropertyLists(location, deadline, keepRequested);
     } catch (const PlatformError&) {
-      // A folder that cannot be listed contributes nothing. Its entries are known before the
-      // first of them is examined, so that none is taken from half a listing.
+      // A folder that cannot be listed contributes nothing.
     }
   }
   return discovery;
+}
+
+void examinePropertyLists(const Location& location, Deadline deadline, const FileVisitor& visit) {
+  const FileDescriptor directory(
+      ::open(location.directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!directory.isOpen()) throw PlatformError("list", location.directory, errno);
+  const ReadingCheckpoint checkpoint = endAt(deadline);
+  // All names first: from half a listing, one of two files with the same label would seem unique.
+  const std::string names = namesOfPropertyLists(directory, checkpoint);
+  for (std::size_t at = 0; at < names.size();) {
+    const std::string name = names.c_str() + at;
+    checkpoint();
+    visit(name, readCandidate(directory, name, location, checkpoint));
+    at += name.size() + 1;
+  }
 }
 
 std::string discoveryKey(LocationKind kind, std::string_view label) {

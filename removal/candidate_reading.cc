@@ -2,17 +2,20 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <new>
 #include <optional>
+#include <span>
 #include <utility>
 
+#include "platform/descriptor_io.h"
 #include "platform/memory.h"
 #include "platform/property_list.h"
+#include "platform/unreachable.h"
 #include "platform/utf8.h"
 #include "removal/launchd_label.h"
 
@@ -21,25 +24,41 @@ namespace {
 
 using Refusal = CandidateRefusal;
 
-CandidateReading refused(Refusal refusal, std::string label = {}) {
-  return {refusal, std::move(label)};
+constexpr std::size_t pieceBytes = std::size_t{1} << 20;
+
+// What reading a file takes at most, as a multiple of its size, itself included.
+constexpr std::uint64_t memoryFactor = 3;
+
+// A job's property list is a few hundred bytes; asking the system for each would take longer than
+// reading them.
+constexpr std::uint64_t alwaysSparedBytes = std::uint64_t{1} << 16;
+
+bool canBeSpared(std::uint64_t fileBytes) {
+  return fileBytes <= alwaysSparedBytes || fileBytes <= spareMemoryBytes() / memoryFactor;
+}
+
+CandidateReading refused(Refusal reason, std::string label = {}) {
+  return RefusedFile{reason, std::move(label)};
 }
 
 // The whole of an opened file of `size` bytes; nothing when it has fewer or more by now, or a part
-// of it cannot be read.
-std::optional<std::string> readWhole(const FileDescriptor& file, std::size_t size) {
+// of it cannot be read. Memory is touched piece by piece, so that the checkpoint is never far.
+std::optional<std::string> readWhole(const FileDescriptor& file, std::size_t size,
+                                     const ReadingCheckpoint& checkpoint) {
+  std::string bytes;
+  bytes.reserve(size + 1);
   // One byte more, to see that the file ends where it should.
-  std::string bytes(size + 1, '\0');
-  std::size_t count = 0;
-  while (count <= size) {
-    const ssize_t piece = ::read(file.get(), bytes.data() + count, bytes.size() - count);
-    if (piece < 0 && errno == EINTR) continue;
-    if (piece < 0) return std::nullopt;
-    if (piece == 0) break;
-    count += static_cast<std::size_t>(piece);
+  while (bytes.size() <= size) {
+    checkpoint();
+    const std::size_t at = bytes.size();
+    bytes.resize(std::min(at + pieceBytes, size + 1));
+    const std::optional<std::size_t> count = readAt(file, at, std::span(bytes).subspan(at));
+    if (!count) return std::nullopt;
+    if (*count == bytes.size() - at) continue;
+    bytes.resize(at + *count);
+    break;
   }
-  if (count != size) return std::nullopt;
-  bytes.resize(size);
+  if (bytes.size() != size) return std::nullopt;
   return bytes;
 }
 
@@ -52,16 +71,17 @@ Refusal refusalFor(PropertyListString::Outcome outcome) {
     case PropertyListString::Outcome::notAString:
       return Refusal::labelNotAString;
     case PropertyListString::Outcome::notAPropertyList:
+      return Refusal::notAPropertyList;
     case PropertyListString::Outcome::found:
       break;
   }
-  return Refusal::notAPropertyList;
+  unreachable();
 }
 
 CandidateReading readOpened(const FileDescriptor& file, std::uint64_t size, const std::string& name,
-                            const Location& location) {
-  if (size > spareMemoryBytes()) return refused(Refusal::tooLarge);
-  std::optional<std::string> data = readWhole(file, static_cast<std::size_t>(size));
+                            const Location& location, const ReadingCheckpoint& checkpoint) {
+  if (!canBeSpared(size)) return refused(Refusal::tooLarge);
+  std::optional<std::string> data = readWhole(file, static_cast<std::size_t>(size), checkpoint);
   if (!data) return refused(Refusal::notReadWhole);
   PropertyListString label = propertyListString(*data, "Label");
   if (label.outcome != PropertyListString::Outcome::found) {
@@ -70,13 +90,12 @@ CandidateReading readOpened(const FileDescriptor& file, std::uint64_t size, cons
   if (!isAllowedLabel(label.value)) {
     return refused(Refusal::labelNotAllowed, std::move(label.value));
   }
-  return {Candidate{.url = location.directory / name,
-                    .label = label.value,
-                    .kind = location.kind,
-                    .launchDomain = location.launchDomain,
-                    .expectedOwner = location.expectedOwner,
-                    .data = *std::move(data)},
-          label.value};
+  return Candidate{.url = location.directory / name,
+                   .label = std::move(label.value),
+                   .kind = location.kind,
+                   .launchDomain = location.launchDomain,
+                   .expectedOwner = location.expectedOwner,
+                   .data = *std::move(data)};
 }
 
 }  // namespace
@@ -106,13 +125,13 @@ std::string_view description(CandidateRefusal refusal) {
     case Refusal::labelNotAString:
       return "has a label that is not text";
     case Refusal::labelNotAllowed:
-      break;
+      return "has a label that is protected or not allowed";
   }
-  return "has a label that is protected or not allowed";
+  unreachable();
 }
 
 CandidateReading readCandidate(const FileDescriptor& directory, const std::string& name,
-                               const Location& location) {
+                               const Location& location, const ReadingCheckpoint& checkpoint) {
   if (!decodeUTF8(name)) return refused(Refusal::nameNotText);
   const FileDescriptor file(::openat(directory.get(), name.c_str(),
                                      O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC));
@@ -122,7 +141,7 @@ CandidateReading readCandidate(const FileDescriptor& directory, const std::strin
   if (!S_ISREG(status.st_mode)) return refused(Refusal::notARegularFile);
   if (status.st_uid != location.expectedOwner) return refused(Refusal::wrongOwner);
   try {
-    return readOpened(file, static_cast<std::uint64_t>(status.st_size), name, location);
+    return readOpened(file, static_cast<std::uint64_t>(status.st_size), name, location, checkpoint);
   } catch (const std::bad_alloc&) {
     return refused(Refusal::tooLarge);
   }

@@ -1,6 +1,7 @@
 // Examines one file of a launchd folder and reads it, if it is one that may be removed.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -30,17 +31,22 @@ enum class CandidateRefusal {
 // The refusal as the end of a sentence about the file: "belongs to another user".
 std::string_view description(CandidateRefusal refusal);
 
-struct CandidateReading {
-  std::variant<Candidate, CandidateRefusal> outcome;
-  std::string label;  // also of a file refused for its label; empty where none was read
+struct RefusedFile {
+  CandidateRefusal reason;
+  std::string label;  // with labelNotAllowed only
 };
+
+using CandidateReading = std::variant<Candidate, RefusedFile>;
+
+// Called again and again while a file is read, whatever its size. What it raises ends the reading.
+using ReadingCheckpoint = std::function<void()>;
 
 // Examines the file `name`, as it was listed in the opened folder `directory` of `location`: type
 // and owner, bytes and label, all on one descriptor, so that a file put in its place meanwhile
 // cannot lend it what it lacks. Follows no link, waits for no pipe or device, and takes no more
 // memory than can be spared; a file that changes its size while it is read is refused.
-// Raises std::bad_alloc only, and not because of the size of the file.
+// Raises what `checkpoint` raises, and std::bad_alloc, the latter not because of the file's size.
 CandidateReading readCandidate(const FileDescriptor& directory, const std::string& name,
-                               const Location& location);
+                               const Location& location, const ReadingCheckpoint& checkpoint);
 
 }  // namespace velmora

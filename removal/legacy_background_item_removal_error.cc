@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "platform/unreachable.h"
+
 namespace velmora {
 
 using Error = LegacyBackgroundItemRemovalError;
@@ -54,9 +56,9 @@ std::string Error::errorDescription() const {
     case Case::userUnavailable:
       return "The signed-in user\u2019s home directory could not be resolved safely.";
     case Case::archiveUnavailable:
-      break;
+      return "Velmora could not create its protected background-item archive.";
   }
-  return "Velmora could not create its protected background-item archive.";
+  unreachable();
 }
 
 }  // namespace velmora

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/unreachable.h"
+
 namespace velmora {
 
 std::string_view rawValue(LocationKind kind) {
@@ -11,9 +13,9 @@ std::string_view rawValue(LocationKind kind) {
     case LocationKind::sharedAgent:
       return "sharedAgent";
     case LocationKind::systemDaemon:
-      break;
+      return "systemDaemon";
   }
-  return "systemDaemon";
+  unreachable();
 }
 
 std::optional<LocationKind> locationKindFrom(std::string_view text) {

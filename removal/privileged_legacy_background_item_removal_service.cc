@@ -3,59 +3,64 @@
 #include <utility>
 
 #include "platform/cancellation_error.h"
-#include "platform/process_info.h"
+#include "platform/deadline.h"
 #include "protocol/operations.h"
 #include "removal/background_item_archive.h"
 #include "removal/candidate_discovery.h"
 #include "removal/legacy_background_item_removal_error.h"
 #include "removal/removal_request.h"
-#include "runner/helper_command_error.h"
+#include "removal/removal_transaction.h"
 
 namespace velmora {
 namespace {
 
-// The candidate of each request, in the order of the requests. The pointers are into `discovery`.
+// The keys under which discovery knows what is requested, in the order of the requests.
+std::vector<std::string> keysOf(const std::vector<RemovalRequest>& requests) {
+  std::vector<std::string> keys;
+  keys.reserve(requests.size());
+  for (const auto& [kind, label] : requests) keys.push_back(discoveryKey(kind, label));
+  return keys;
+}
+
+// The candidate of each request, in the order of the requests, of which `keys` are the keys. The
+// pointers are into `discovery`.
 std::vector<const Candidate*> match(const std::vector<RemovalRequest>& requests,
+                                    const std::vector<std::string>& keys,
                                     const CandidateDiscovery& discovery) {
   std::vector<const Candidate*> selected;
-  for (const RemovalRequest& request : requests) {
-    const std::string key = discoveryKey(request.kind, request.label);
-    if (discovery.ambiguousKeys.contains(key)) {
-      throw LegacyBackgroundItemRemovalError::ambiguousItem(request.label);
+  selected.reserve(keys.size());
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    const std::string& label = requests[i].label;
+    if (discovery.ambiguousKeys.contains(keys[i])) {
+      throw LegacyBackgroundItemRemovalError::ambiguousItem(label);
     }
-    const auto found = discovery.candidatesByKey.find(key);
+    const auto found = discovery.candidatesByKey.find(keys[i]);
     if (found == discovery.candidatesByKey.end()) {
-      throw LegacyBackgroundItemRemovalError::itemNotFound(request.label);
+      throw LegacyBackgroundItemRemovalError::itemNotFound(label);
     }
     selected.push_back(&found->second);
   }
   return selected;
 }
 
-// Files enough, or large enough, would otherwise have the helper read for their user, and refuse
-// everybody else, as long as that user likes. What is raised is what the first item's first
-// command would raise after the deadline.
-void endAt(double deadline) {
-  if (systemUptime() >= deadline) throw HelperCommandError::timedOut("launchctl");
-}
-
 }  // namespace
 
 std::vector<std::string> PrivilegedLegacyBackgroundItemRemovalService::removeItems(
-    const std::vector<std::string>& entries, const std::stop_token& cancellation) const {
-  const double deadline = systemUptime() + RemovalBudgetSeconds;
+    const std::vector<std::string>& entries, const std::atomic<bool>* isCancelled) const {
+  const Deadline deadline = Deadline::after(RemovalBudgetSeconds);
   const std::vector<RemovalRequest> requests = validateRequest(entries);
+  const std::vector<std::string> keys = keysOf(requests);
   const CandidateDiscovery discovery =
-      discoverCandidates(resolveLocations(), [deadline](const ExaminedFile&) { endAt(deadline); });
-  const std::vector<const Candidate*> selected = match(requests, discovery);
+      discoverCandidates(resolveLocations(), {keys.begin(), keys.end()}, deadline);
+  const std::vector<const Candidate*> selected = match(requests, keys, discovery);
   const std::filesystem::path folder = prepareArchiveDirectory(archiveBaseDirectory);
 
   std::vector<std::string> removed;
   removed.reserve(selected.size());
   for (const Candidate* candidate : selected) {
-    if (cancellation.stop_requested()) throw CancellationError();
+    if (isCancelled != nullptr && *isCancelled) throw CancellationError();
     std::string key = itemKey(candidate->kind, candidate->label);
-    removeCandidate(*candidate, folder, deadline);
+    removeCandidate(*candidate, folder, deadline, clientUserIdentifier, *runner);
     removed.push_back(std::move(key));
   }
   return removed;

@@ -1,6 +1,8 @@
-// The removal of one item, and its undoing: stop the job, archive the property list, delete it.
+#include "removal/removal_transaction.h"
+
+#include <string>
+
 #include "removal/background_item_archive.h"
-#include "removal/privileged_legacy_background_item_removal_service.h"
 #include "removal/protected_file_operations.h"
 #include "runner/helper_command_error.h"
 
@@ -12,7 +14,7 @@ constexpr double loadAgainSeconds = 3.0;
 
 // Stops the job if it is loaded. Returns whether it has been stopped by this.
 bool stopIfLoaded(const HelperCommandRunning& runner, const std::string& serviceTarget,
-                  double deadline) {
+                  Deadline deadline) {
   if (!runner.runBeforeDeadline(launchctl, {"print", serviceTarget}, deadline).succeeded()) {
     return false;
   }
@@ -44,14 +46,15 @@ void archiveAndDelete(const Candidate& candidate, const std::filesystem::path& f
 
 }  // namespace
 
-void PrivilegedLegacyBackgroundItemRemovalService::removeCandidate(
-    const Candidate& candidate, const std::filesystem::path& folder, double deadline) const {
+void removeCandidate(const Candidate& candidate, const std::filesystem::path& folder,
+                     Deadline deadline, std::uint32_t clientUserIdentifier,
+                     const HelperCommandRunning& runner) {
   const std::string serviceTarget = candidate.launchDomain + "/" + candidate.label;
-  const bool stopped = stopIfLoaded(*runner, serviceTarget, deadline);
+  const bool stopped = stopIfLoaded(runner, serviceTarget, deadline);
   try {
     archiveAndDelete(candidate, folder, clientUserIdentifier);
   } catch (...) {
-    if (stopped) loadAgain(*runner, candidate);
+    if (stopped) loadAgain(runner, candidate);
     throw;
   }
 }

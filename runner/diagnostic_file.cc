@@ -4,9 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <new>
+#include <optional>
 
+#include "platform/descriptor_io.h"
 #include "platform/files.h"
 #include "platform/platform_error.h"
 #include "platform/text.h"
@@ -28,18 +29,10 @@ std::filesystem::path freshPath() {
 }
 
 // The first bytes of the file, as many as count; none when reading them fails.
-std::string readBeginning(int descriptor) {
+std::string readBeginning(const FileDescriptor& file) {
   std::string bytes(DiagnosticFile::maximumBytes, '\0');
-  std::size_t size = 0;
-  while (size < bytes.size()) {
-    const ssize_t count =
-        ::pread(descriptor, bytes.data() + size, bytes.size() - size, static_cast<off_t>(size));
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return {};
-    if (count == 0) break;
-    size += static_cast<std::size_t>(count);
-  }
-  bytes.resize(size);
+  const std::optional<std::size_t> size = readAt(file, 0, bytes);
+  bytes.resize(size.value_or(0));
   return bytes;
 }
 
@@ -63,7 +56,7 @@ std::string DiagnosticFile::text() const noexcept {
   try {
     // What the tool wrote is seen here without a flush, and a flush could take as long as a tool
     // that writes without end wants it to.
-    const std::optional<std::string> text = decodeUTF8(readBeginning(file_.get()));
+    const std::optional<std::string> text = decodeUTF8(readBeginning(file_));
     return text ? trimWhitespaceAndNewlines(*text) : std::string();
   } catch (const std::bad_alloc&) {
     return {};

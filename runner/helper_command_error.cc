@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "platform/unreachable.h"
 #include "runner/helper_command_result.h"
 
 namespace velmora {
@@ -39,9 +40,9 @@ std::string HelperCommandError::errorDescription() const {
       return executable_ + " exited with status " + std::to_string(status_) +
              (detail_.empty() ? "" : ": " + detail_);
     case Case::diagnosticUnavailable:
-      break;
+      return "The maintenance helper could not create a secure diagnostic file.";
   }
-  return "The maintenance helper could not create a secure diagnostic file.";
+  unreachable();
 }
 
 std::string lastPathComponent(std::string_view path) {

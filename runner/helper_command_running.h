@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/deadline.h"
 #include "runner/helper_command_result.h"
 
 namespace velmora {
@@ -25,12 +26,12 @@ class HelperCommandRunning {
                                                 const std::vector<std::string>& arguments,
                                                 double timeoutSeconds) const = 0;
 
-  // Runs the tool with the time that is left until `deadline` (seconds on the uptime clock), so
-  // that the tools of one operation share its budget.
+  // Runs the tool with the time that is left until `deadline`, so that the tools of one operation
+  // share its budget.
   // Raises HelperCommandError::timedOut, starting nothing, when none is left; else what run raises.
   [[nodiscard]] HelperCommandResult runBeforeDeadline(const std::string& executablePath,
                                                       const std::vector<std::string>& arguments,
-                                                      double deadline) const;
+                                                      Deadline deadline) const;
 };
 
 }  // namespace velmora

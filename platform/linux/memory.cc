@@ -10,7 +10,7 @@
 #include <optional>
 #include <string_view>
 
-#include "platform/file_descriptor.h"
+#include "platform/descriptor_io.h"
 
 namespace velmora {
 namespace {
@@ -19,11 +19,11 @@ namespace {
 std::optional<std::uint64_t> availableBytes() noexcept {
   const FileDescriptor file(::open("/proc/meminfo", O_RDONLY | O_CLOEXEC));
   std::array<char, 1024> buffer{};
-  const ssize_t size = file.isOpen() ? ::read(file.get(), buffer.data(), buffer.size()) : -1;
-  if (size < 0) return std::nullopt;
+  const std::optional<std::size_t> size = readAt(file, 0, buffer);
+  if (!size) return std::nullopt;
 
   constexpr std::string_view name = "\nMemAvailable:";
-  const std::string_view text(buffer.data(), static_cast<std::size_t>(size));
+  const std::string_view text(buffer.data(), *size);
   const std::size_t line = text.find(name);
   if (line == std::string_view::npos) return std::nullopt;
   const std::size_t number = text.find_first_not_of(' ', line + name.size());
@@ -46,15 +46,16 @@ std::uint64_t bytesOfPages(int pages) noexcept {
 }
 
 // What even a machine short of memory has for a file of the usual size, thousands of times over.
-constexpr std::uint64_t alwaysSpared = std::uint64_t{1} << 20;
+constexpr std::uint64_t alwaysSpared = std::uint64_t{4} << 20;
 
 }  // namespace
 
 std::uint64_t spareMemoryBytes() noexcept {
-  const std::uint64_t available = availableBytes().value_or(bytesOfPages(_SC_AVPHYS_PAGES));
+  const std::optional<std::uint64_t> told = availableBytes();
+  const std::uint64_t available = told ? *told : bytesOfPages(_SC_AVPHYS_PAGES);
   const std::uint64_t reserve = bytesOfPages(_SC_PHYS_PAGES) / 4;
   const std::uint64_t beyondReserve = available > reserve ? available - reserve : 0;
-  return std::max(beyondReserve / 4, std::min(available / 4, alwaysSpared));
+  return std::max(beyondReserve, std::min(available, alwaysSpared));
 }
 
 }  // namespace velmora

@@ -32,17 +32,17 @@ DirectoryStream openStream(const FileDescriptor& directory) {
 
 }  // namespace
 
-std::vector<std::string> visibleEntries(const FileDescriptor& directory) {
+void visitVisibleEntries(const FileDescriptor& directory,
+                         const std::function<void(std::string_view name)>& visit) {
   const DirectoryStream stream = openStream(directory);
-  std::vector<std::string> names;
   for (;;) {
     errno = 0;
     // The stream is this thread's alone.  NOLINTNEXTLINE(concurrency-mt-unsafe)
     const dirent* entry = ::readdir(stream.get());
     if (entry == nullptr && errno != 0) fail(errno);
-    if (entry == nullptr) return names;
+    if (entry == nullptr) return;
     if (entry->d_name[0] == '.' || isMarkedHidden(directory, entry->d_name)) continue;
-    names.emplace_back(entry->d_name);
+    visit(entry->d_name);
   }
 }
 

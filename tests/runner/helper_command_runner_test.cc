@@ -171,12 +171,12 @@ TEST_F(HelperCommandRunnerTest, mistakesStrangeTimeLimitsOrDeadlines) {
     EXPECT_LT(secondsUntilTimedOut("exec sleep 60", limit), 2) << limit;
     // A run is started in any case, one that comes after its deadline is not.
     EXPECT_THROW((void)runner.run("/missing", {}, limit), PlatformError);
-    EXPECT_THROW((void)runner.runBeforeDeadline("/missing", {}, systemUptime() + limit),
+    EXPECT_THROW((void)runner.runBeforeDeadline("/missing", {}, Deadline::after(limit)),
                  HelperCommandError);
   }
   for (const double limit : {1e19, 1e300, infinity}) {
     EXPECT_EQ(run("exit 4", limit).status, 4) << limit;
-    EXPECT_TRUE(runner.runBeforeDeadline("/bin/true", {}, limit).succeeded()) << limit;
+    EXPECT_TRUE(runner.runBeforeDeadline("/bin/true", {}, Deadline(limit)).succeeded()) << limit;
   }
 }
 

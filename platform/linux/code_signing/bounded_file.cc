@@ -2,11 +2,8 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
-
-#include "platform/file_descriptor.h"
+#include "platform/descriptor_io.h"
 
 namespace velmora {
 
@@ -19,13 +16,7 @@ std::optional<std::string> readBoundedFile(const std::string& path, std::size_t 
   }
 
   std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
-  std::size_t size = 0;
-  while (size < bytes.size()) {
-    const ssize_t count = ::read(file.get(), bytes.data() + size, bytes.size() - size);
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return std::nullopt;
-    size += static_cast<std::size_t>(count);
-  }
+  if (readAt(file, 0, bytes) != bytes.size()) return std::nullopt;
   return bytes;
 }
 

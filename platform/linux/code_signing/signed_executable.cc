@@ -2,13 +2,13 @@
 
 #include <openssl/evp.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
+#include <algorithm>
 #include <memory>
 #include <utility>
 #include <vector>
 
+#include "platform/descriptor_io.h"
 #include "platform/linux/code_signing/bounded_file.h"
 #include "platform/portable/code_requirement.h"
 
@@ -24,21 +24,16 @@ bool hasSize(int descriptor, std::uint64_t size) {
 }
 
 // The digest of the first `size` bytes, or nothing when there are fewer.
-std::optional<SHA256Digest> digestOf(int descriptor, std::uint64_t size) {
+std::optional<SHA256Digest> digestOf(const FileDescriptor& executable, std::uint64_t size) {
   const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(),
                                                                         &EVP_MD_CTX_free);
   if (!context || EVP_DigestInit_ex(context.get(), EVP_sha256(), nullptr) != 1) return std::nullopt;
 
-  std::vector<unsigned char> piece(pieceBytes);
-  for (std::uint64_t at = 0; at < size;) {
-    const std::size_t wanted = std::min<std::uint64_t>(piece.size(), size - at);
-    const ssize_t count = ::pread(descriptor, piece.data(), wanted, static_cast<off_t>(at));
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return std::nullopt;
-    if (EVP_DigestUpdate(context.get(), piece.data(), static_cast<std::size_t>(count)) != 1) {
-      return std::nullopt;
-    }
-    at += static_cast<std::uint64_t>(count);
+  std::vector<char> piece(pieceBytes);
+  for (std::uint64_t at = 0; at < size; at += piece.size()) {
+    piece.resize(std::min<std::uint64_t>(piece.size(), size - at));
+    if (readAt(executable, at, piece) != piece.size()) return std::nullopt;
+    if (EVP_DigestUpdate(context.get(), piece.data(), piece.size()) != 1) return std::nullopt;
   }
   SHA256Digest digest{};
   if (EVP_DigestFinal_ex(context.get(), digest.data(), nullptr) != 1) return std::nullopt;
@@ -62,8 +57,7 @@ bool SignedExecutable::isValid(const CodeRequirement* requirement) const {
     return false;
   }
   if (!hasSize(executable_.get(), signature_->executableSize())) return false;
-  return digestOf(executable_.get(), signature_->executableSize()) ==
-         signature_->executableDigest();
+  return digestOf(executable_, signature_->executableSize()) == signature_->executableDigest();
 }
 
 }  // namespace velmora

@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <utility>
 
+#include "platform/deadline.h"
 #include "platform/linux/xpc/bus_interface.h"
 #include "platform/memory.h"
-#include "platform/process_info.h"
 
 namespace velmora {
 namespace {
@@ -42,10 +42,10 @@ bool deliverReplies(sd_bus* bus) {
 
 // Waits for something to do: for ever once the peer is authenticated. Returns false when there
 // will be nothing, or the time for authentication is up.
-bool waitForMore(sd_bus* bus, double authenticationDeadline) {
+bool waitForMore(sd_bus* bus, Deadline authenticationDeadline) {
   std::uint64_t waitMicroseconds = UINT64_MAX;
   if (::sd_bus_is_ready(bus) == 0) {
-    const double remainingSeconds = authenticationDeadline - systemUptime();
+    const double remainingSeconds = authenticationDeadline.remainingSeconds();
     if (remainingSeconds <= 0) return false;
     waitMicroseconds = static_cast<std::uint64_t>(remainingSeconds * 1e6) + 1;
   }
@@ -55,7 +55,7 @@ bool waitForMore(sd_bus* bus, double authenticationDeadline) {
 
 // Whether no more memory is left than the system's reserve.
 bool isMemoryShort() {
-  constexpr std::uint64_t reserveBegins = 2 << 20;
+  constexpr std::uint64_t reserveBegins = 8 << 20;
   return spareMemoryBytes() < reserveBegins;
 }
 
@@ -86,7 +86,7 @@ class ServerConnection::ExportedObject : public ExportedInterface {
   // Ends the connection also when memory is short and only a part of a message has come: the bus
   // keeps what has come of one, up to 128 MiB, and each of a user's connections can have its own.
   // A usual call is small enough to come whole.
-  void processUntilClosed(sd_bus* bus, double authenticationDeadline) {
+  void processUntilClosed(sd_bus* bus, Deadline authenticationDeadline) {
     while (!isBroken() && deliverReplies(bus)) {
       const bool isAuthenticated = ::sd_bus_is_ready(bus) > 0;
       messageHasCome_ = false;
@@ -124,7 +124,7 @@ bool ServerConnection::peerIsAdmitted() {
 }
 
 void ServerConnection::serve() {
-  const double authenticationDeadline = systemUptime() + authenticationSeconds;
+  const Deadline authenticationDeadline = Deadline::after(authenticationSeconds);
   if (!resumed_ || !object_ || !peerIsAdmitted()) return;
 
   ExportedObject exported(*this);

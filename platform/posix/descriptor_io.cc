@@ -1,0 +1,35 @@
+#include "platform/descriptor_io.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace velmora {
+
+std::optional<std::size_t> readAt(const FileDescriptor& file, std::uint64_t offset,
+                                  std::span<char> buffer) noexcept {
+  std::size_t size = 0;
+  while (size < buffer.size()) {
+    const ssize_t count = ::pread(file.get(), buffer.data() + size, buffer.size() - size,
+                                  static_cast<off_t>(offset + size));
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return std::nullopt;
+    if (count == 0) break;
+    size += static_cast<std::size_t>(count);
+  }
+  return size;
+}
+
+bool writeAt(const FileDescriptor& file, std::uint64_t offset, std::string_view bytes) noexcept {
+  while (!bytes.empty()) {
+    const ssize_t count =
+        ::pwrite(file.get(), bytes.data(), bytes.size(), static_cast<off_t>(offset));
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return false;
+    bytes.remove_prefix(static_cast<std::size_t>(count));
+    offset += static_cast<std::uint64_t>(count);
+  }
+  return true;
+}
+
+}  // namespace velmora
