@@ -15,17 +15,11 @@ std::string keyColumn(const ListedFile& file) {
   return file.isRemovable() ? printableText(itemKey(file.kind, file.label)) : "-";
 }
 
-std::size_t columns(std::string_view text) {
-  std::size_t count = 0;
-  for (; !text.empty(); ++count) text.remove_prefix(firstUserPerceivedCharacter(text).size());
-  return count;
-}
-
 std::size_t widestKey(const ItemListing& listing) {
   std::size_t widest = 0;
   for (const ListedFolder& folder : listing) {
     for (const ListedFile& file : folder.files) {
-      widest = std::max(widest, columns(keyColumn(file)));
+      widest = std::max(widest, userPerceivedCharacterCount(keyColumn(file)));
     }
   }
   return widest;
@@ -40,8 +34,9 @@ std::string shownLabel(const std::string& label) {
 
 std::string fileLine(const ListedFile& file, std::size_t keyWidth) {
   const std::string key = keyColumn(file);
-  std::string line =
-      "  " + key + std::string(keyWidth - columns(key) + 2, ' ') + printableText(file.name);
+  std::string line = "  " + key +
+                     std::string(keyWidth - userPerceivedCharacterCount(key) + 2, ' ') +
+                     printableText(file.name);
   if (!file.isRemovable()) {
     line += ": " + file.reason;
     if (!file.label.empty()) line += " (" + shownLabel(file.label) + ")";

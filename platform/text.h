@@ -2,13 +2,15 @@
 // Any thread may call.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
 namespace velmora {
 
 // `text` without the white space and newlines at both ends: the general categories Zs, Zl and
-// Zp, U+0009 to U+000D and U+0085. `text` is UTF-8.
+// Zp, U+0009 to U+000D, U+0085 and U+200B, which is in the system's set though it has no width.
+// `text` is UTF-8.
 std::string trimWhitespaceAndNewlines(std::string_view text);
 
 // `text` in one canonical form (NFD): two texts are canonically equivalent exactly when their
@@ -25,8 +27,12 @@ std::string lowercased(std::string_view text);
 // or one of the ASCII characters in `others`. True of the empty text. `text` is UTF-8.
 bool isAlphanumericExcept(std::string_view text, std::string_view others);
 
-// The first user-perceived character of `text` (extended grapheme cluster, UAX #29), a view into
-// `text`; empty only when `text` is. `text` is UTF-8.
-std::string_view firstUserPerceivedCharacter(std::string_view text);
+// Whether `text` begins with the ASCII character `character` as a user-perceived character by
+// itself (extended grapheme cluster, UAX #29): with a mark on it, it is another one. `text` is
+// UTF-8.
+bool beginsWithCharacter(std::string_view text, char character);
+
+// How many user-perceived characters `text` has. Linear in time. `text` is UTF-8.
+std::size_t userPerceivedCharacterCount(std::string_view text);
 
 }  // namespace velmora

@@ -1,6 +1,5 @@
 #include "removal/removal_request.h"
 
-#include <optional>
 #include <unordered_set>
 #include <utility>
 
@@ -11,60 +10,41 @@
 namespace velmora {
 namespace {
 
-struct EntryPieces {
-  std::string_view kind;
-  std::string_view label;
-};
-
-// Splits at the first "|" that is a character of its own: one with a mark on it is another
-// character. Separators at the beginning are passed over, later ones belong to the label.
-std::optional<EntryPieces> split(std::string_view entry) {
-  std::size_t kindBegin = 0;
-  for (std::size_t at = 0; at < entry.size();) {
-    const std::string_view character = firstUserPerceivedCharacter(entry.substr(at));
-    const std::size_t next = at + character.size();
-    if (character == "|" && at == kindBegin) {
-      kindBegin = next;
-    } else if (character == "|") {
-      return EntryPieces{entry.substr(kindBegin, at - kindBegin), entry.substr(next)};
-    }
-    at = next;
-  }
-  return std::nullopt;
+[[noreturn]] void refuse() {
+  throw LegacyBackgroundItemRemovalError::invalidRequest();
 }
 
 }  // namespace
 
 std::vector<RemovalRequest> validateRequest(const std::vector<std::string>& entries) {
-  std::unordered_set<std::string> seen;
-  std::vector<std::string_view> distinct;
-  for (const std::string& entry : entries) {
-    if (seen.insert(canonicalForm(entry)).second) distinct.push_back(entry);
-    if (distinct.size() > maximumRequestedItems) {
-      throw LegacyBackgroundItemRemovalError::invalidRequest();
-    }
-  }
-  if (distinct.empty()) throw LegacyBackgroundItemRemovalError::invalidRequest();
-
-  // Entries that differ in the separators before them name one item; removing it twice would fail
-  // the second time, after it is gone.
-  seen.clear();
+  std::unordered_set<std::string> distinctEntries;
+  std::unordered_set<std::string> distinctItems;
   std::vector<RemovalRequest> requests;
-  for (const std::string_view entry : distinct) {
+  for (const std::string& entry : entries) {
+    // Parsed first, so that only what has a label's length is put into canonical form.
     RemovalRequest request = parseRequestEntry(entry);
-    const bool isNew = seen.insert(canonicalForm(itemKey(request.kind, request.label))).second;
-    if (isNew) requests.push_back(std::move(request));
+    if (!distinctEntries.insert(canonicalForm(entry)).second) continue;
+    if (distinctEntries.size() > maximumRequestedItems) refuse();
+    // Entries that differ in the separators before them name one item; removing it twice would
+    // fail the second time, after it is gone.
+    const std::string key = canonicalForm(itemKey(request.kind, request.label));
+    if (distinctItems.insert(key).second) requests.push_back(std::move(request));
   }
+  if (requests.empty()) refuse();
   return requests;
 }
 
+// Only a separator that is a character of its own counts: one with a mark on it is another
+// character. Those at the beginning are passed over, those behind the first belong to the label.
 RemovalRequest parseRequestEntry(std::string_view entry) {
-  const std::optional<EntryPieces> pieces = split(entry);
-  const std::optional<LocationKind> kind = pieces ? locationKindFrom(pieces->kind) : std::nullopt;
-  if (!kind || !isAllowedLabel(pieces->label)) {
-    throw LegacyBackgroundItemRemovalError::invalidRequest();
+  while (beginsWithCharacter(entry, '|')) entry.remove_prefix(1);
+  for (const LocationKind kind : allLocationKinds) {
+    const std::string_view name = rawValue(kind);
+    if (!entry.starts_with(name) || !beginsWithCharacter(entry.substr(name.size()), '|')) continue;
+    const std::string_view label = entry.substr(name.size() + 1);
+    if (isAllowedLabel(label)) return {kind, std::string(label)};
   }
-  return {*kind, std::string(pieces->label)};
+  refuse();
 }
 
 }  // namespace velmora

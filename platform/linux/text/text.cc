@@ -15,7 +15,7 @@ utf8proc_category_t categoryOf(char32_t value) {
 }
 
 bool isWhitespaceOrNewline(char32_t value) {
-  if ((value >= 0x09 && value <= 0x0D) || value == 0x85) return true;
+  if ((value >= 0x09 && value <= 0x0D) || value == 0x85 || value == 0x200B) return true;
   const utf8proc_category_t category = categoryOf(value);
   return category == UTF8PROC_CATEGORY_ZS || category == UTF8PROC_CATEGORY_ZL ||
          category == UTF8PROC_CATEGORY_ZP;
@@ -25,6 +25,23 @@ bool isWhitespaceOrNewline(char32_t value) {
 bool isAlphanumeric(char32_t value) {
   const utf8proc_category_t category = categoryOf(value);
   return category >= UTF8PROC_CATEGORY_LU && category <= UTF8PROC_CATEGORY_NO;
+}
+
+// In bytes, of the first one of `text`, which is not empty.
+std::size_t userPerceivedCharacterLength(std::string_view text) {
+  utf8proc_int32_t state = 0;
+  Scalar last = firstScalar(text);
+  std::size_t size = last.length;
+  while (size < text.size()) {
+    const Scalar next = firstScalar(text.substr(size));
+    if (utf8proc_grapheme_break_stateful(static_cast<utf8proc_int32_t>(last.value),
+                                         static_cast<utf8proc_int32_t>(next.value), &state)) {
+      break;
+    }
+    size += next.length;
+    last = next;
+  }
+  return size;
 }
 
 }  // namespace
@@ -71,20 +88,14 @@ bool isAlphanumericExcept(std::string_view text, std::string_view others) {
   return true;
 }
 
-std::string_view firstUserPerceivedCharacter(std::string_view text) {
-  if (text.empty()) return text;
-  utf8proc_int32_t state = 0;
-  Scalar last = firstScalar(text);
-  std::size_t size = last.length;
-  while (size < text.size()) {
-    const Scalar next = firstScalar(text.substr(size));
-    if (utf8proc_grapheme_break_stateful(static_cast<utf8proc_int32_t>(last.value),
-                                         static_cast<utf8proc_int32_t>(next.value), &state))
-      break;
-    size += next.length;
-    last = next;
-  }
-  return text.substr(0, size);
+bool beginsWithCharacter(std::string_view text, char character) {
+  return text.starts_with(character) && userPerceivedCharacterLength(text) == 1;
+}
+
+std::size_t userPerceivedCharacterCount(std::string_view text) {
+  std::size_t count = 0;
+  for (; !text.empty(); ++count) text.remove_prefix(userPerceivedCharacterLength(text));
+  return count;
 }
 
 }  // namespace velmora
