@@ -9,6 +9,7 @@
 #include "front/maintenance_helper_service.h"
 #include "front/operation_lock.h"
 #include "platform/json.h"
+#include "platform/memory.h"
 #include "removal/background_item_archive.h"
 #include "removal/privileged_legacy_background_item_removal_service.h"
 
@@ -47,6 +48,8 @@ void MaintenanceHelperService::removeLegacyBackgroundItems(Data request, Removal
     logger_.log("Removed %{public}ld legacy background item(s)",
                 {static_cast<long>(removed.size())});
   });
+  // Folders and files may have taken far more than the helper uses otherwise.
+  giveBackFreedMemory();
   if (failure) {
     logger_.error("Background-item removal failed: %{public}s", {*failure});
     std::move(reply)(false, std::nullopt, failure);

@@ -31,10 +31,10 @@ void createDirectories(const std::filesystem::path& path);
 // Creates the folder `path` in the same way, which must not exist. Raises PlatformError.
 void createDirectory(const std::filesystem::path& path);
 
-// Writes `bytes` to a temporary file beside `path` and moves it there in one step, replacing what
-// has that name, so that nobody ever sees a part of them there; then gives it `mode` and `owner`.
-// The file's content is on disk when it returns, its name is after synchronize on its folder.
-// Raises PlatformError; no temporary file is left then, but the file itself may be there.
+// Writes `bytes` to a temporary file beside `path`, gives it `mode` and `owner`, and moves it there
+// in one step, replacing what has that name, so that nobody ever sees a part of it there. Zeros
+// become holes where the file system has them. The file is on disk when it returns, its name is
+// after synchronize on its folder. Raises PlatformError; nothing is left then.
 void writeAtomically(const std::filesystem::path& path, std::string_view bytes, mode_t mode,
                      uid_t owner);
 

@@ -1,4 +1,4 @@
-// How much memory there is to spare.
+// How much memory there is to spare, and giving back what is no longer used.
 #pragma once
 
 #include <cstdint>
@@ -10,5 +10,9 @@ namespace velmora {
 // quarter of the whole memory; or four mebibytes, as far as they are there. Allocation itself does
 // not fail on a system that overcommits until it is too late. 0 when the system does not tell.
 std::uint64_t spareMemoryBytes() noexcept;
+
+// Has what the process has freed go back to the system, for whichever thread it was kept:
+// malloc_trim(3) on Linux.
+void giveBackFreedMemory() noexcept;
 
 }  // namespace velmora

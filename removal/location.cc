@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <optional>
 
+#include "platform/utf8.h"
 #include "removal/legacy_background_item_removal_error.h"
 
 namespace velmora {
@@ -38,7 +39,9 @@ std::filesystem::path standardized(const std::string& path) {
 
 std::vector<Location> defaultLocations(std::uint32_t clientUserIdentifier) {
   const std::optional<std::string> home = homeDirectoryOf(clientUserIdentifier);
-  if (!home) throw LegacyBackgroundItemRemovalError::userUnavailable();
+  // A path that is no text could be neither recorded nor replied; better said before a job is
+  // stopped.
+  if (!home || !isUTF8(*home)) throw LegacyBackgroundItemRemovalError::userUnavailable();
   const std::string userDomain = "gui/" + std::to_string(clientUserIdentifier);
   return {
       {standardized(*home) / "Library/LaunchAgents", LocationKind::userAgent, clientUserIdentifier,

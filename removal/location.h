@@ -20,7 +20,8 @@ struct Location {
 // The user's own LaunchAgents folder, /Library/LaunchAgents and /Library/LaunchDaemons, in this
 // order, for the user `clientUserIdentifier`. Nothing is said about whether they exist. The user
 // database is asked afresh each time.
-// Raises LegacyBackgroundItemRemovalError::userUnavailable when it knows no such user, or no home.
+// Raises LegacyBackgroundItemRemovalError::userUnavailable when it knows no such user, or no home
+// whose path is UTF-8.
 std::vector<Location> defaultLocations(std::uint32_t clientUserIdentifier);
 
 }  // namespace velmora

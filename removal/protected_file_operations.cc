@@ -6,12 +6,14 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
 
+#include "platform/descriptor_io.h"
 #include "platform/files.h"
-#include "removal/legacy_background_item_removal_error.h"
 
 namespace velmora {
 namespace {
@@ -28,15 +30,19 @@ bool isRegularFileOwnedBy(const FileDescriptor& file, uid_t owner) {
 // Compares while reading, so that a file that grows without end costs neither memory nor time.
 bool holdsExactly(const FileDescriptor& file, std::string_view bytes) {
   std::array<char, pieceBytes> piece;
-  for (;;) {
-    const ssize_t count = ::read(file.get(), piece.data(), piece.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return false;
-    if (count == 0) return bytes.empty();
-    const std::string_view read(piece.data(), static_cast<std::size_t>(count));
-    if (!bytes.starts_with(read)) return false;
-    bytes.remove_prefix(read.size());
+  for (std::uint64_t at = 0;; at += piece.size()) {
+    const std::optional<std::size_t> count = readAt(file, at, piece);
+    if (!count || !bytes.starts_with(std::string_view(piece.data(), *count))) return false;
+    bytes.remove_prefix(*count);
+    if (*count < piece.size()) return bytes.empty();
   }
+}
+
+// A network file system that repeats a request deletes, and then says that there is no such file.
+bool isGone(const FileDescriptor& directory, const std::string& name) {
+  struct stat status {};
+  return ::fstatat(directory.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 &&
+         errno == ENOENT;
 }
 
 // Keeps the deletion from coming undone in a power cut. A failure is nobody's loss: at worst the
@@ -55,6 +61,7 @@ FileDescriptor openDirectoryNoFollow(const std::filesystem::path& directory) {
   FileDescriptor current(::open("/", directoryFlags));
   for (const std::filesystem::path& component : directory.relative_path()) {
     if (!current.isOpen()) break;
+    if (component.empty()) continue;  // behind a slash at the end
     current = FileDescriptor(::openat(current.get(), component.c_str(), directoryFlags));
   }
   if (!current.isOpen()) throw LegacyBackgroundItemRemovalError::unsafePath(directory.string());
@@ -76,8 +83,10 @@ void removeCandidateFile(const Candidate& candidate) {
   // be kept this short. The folder itself cannot be exchanged: it is held open.
   if (::unlinkat(directory.get(), name.c_str(), 0) != 0) {
     const int code = errno;
-    throw LegacyBackgroundItemRemovalError::removalFailed(candidate.label,
-                                                          std::generic_category().message(code));
+    const auto error = LegacyBackgroundItemRemovalError::removalFailed(
+        candidate.label, std::generic_category().message(code));
+    if (isGone(directory, name)) throw CandidateFileGone(error);
+    throw error;
   }
   tryToSynchronize(directory, parent);
 }

@@ -5,6 +5,7 @@
 
 #include "platform/file_descriptor.h"
 #include "removal/candidate.h"
+#include "removal/legacy_background_item_removal_error.h"
 
 namespace velmora {
 
@@ -15,11 +16,19 @@ namespace velmora {
 // caller could only use that to probe.
 FileDescriptor openDirectoryNoFollow(const std::filesystem::path& directory);
 
+// The deletion failed, and yet nothing has the file's name any more: the archive has the only copy.
+class CandidateFileGone final : public LegacyBackgroundItemRemovalError {
+ public:
+  explicit CandidateFileGone(const LegacyBackgroundItemRemovalError& error)
+      : LegacyBackgroundItemRemovalError(error) {}
+};
+
 // Deletes the candidate's file if it still is a regular file of the expected owner with exactly
 // the bytes that were found; looks at it and deletes it through one descriptor of its folder, which
-// is reached as by openDirectoryNoFollow. The file stays where it is whenever this raises:
-// LegacyBackgroundItemRemovalError::unsafePath for its folder; itemChanged when it is not the file
-// that was found or cannot be read; removalFailed when the system refuses to delete it.
+// is reached as by openDirectoryNoFollow.
+// Raises LegacyBackgroundItemRemovalError: unsafePath for its folder; itemChanged when it is not
+// the file that was found or cannot be read; removalFailed when the system refuses to delete it.
+// The file stays where it is then, unless that removalFailed is a CandidateFileGone.
 void removeCandidateFile(const Candidate& candidate);
 
 }  // namespace velmora

@@ -27,8 +27,9 @@ bool stopIfLoaded(const HelperCommandRunning& runner, const std::string& service
 // However this ends, the client is to see what made it necessary.
 void loadAgain(const HelperCommandRunning& runner, const Candidate& candidate) noexcept {
   try {
-    (void)runner.run(launchctl, {"bootstrap", candidate.launchDomain, candidate.url},
-                     loadAgainSeconds);
+    // Without a diagnostic file: the step that failed may have had no room either.
+    (void)runner.runUnheard(launchctl, {"bootstrap", candidate.launchDomain, candidate.url},
+                            loadAgainSeconds);
   } catch (...) {
   }
 }
@@ -38,6 +39,8 @@ void archiveAndDelete(const Candidate& candidate, const std::filesystem::path& f
   const ArchiveEntry entry = writeArchiveEntry(candidate, folder, clientUserIdentifier);
   try {
     removeCandidateFile(candidate);
+  } catch (const CandidateFileGone&) {
+    throw;
   } catch (...) {
     discardArchiveEntry(entry);
     throw;
@@ -53,6 +56,8 @@ void removeCandidate(const Candidate& candidate, const std::filesystem::path& fo
   const bool stopped = stopIfLoaded(runner, serviceTarget, deadline);
   try {
     archiveAndDelete(candidate, folder, clientUserIdentifier);
+  } catch (const CandidateFileGone&) {
+    throw;  // there is no file to load the job from
   } catch (...) {
     if (stopped) loadAgain(runner, candidate);
     throw;

@@ -31,20 +31,17 @@ void stop(Task& task, Semaphore& ended) {
   (void)ended.waitFor(graceSeconds);  // the run is over either way
 }
 
-}  // namespace
-
-HelperCommandResult HelperCommandRunner::run(const std::string& executablePath,
-                                             const std::vector<std::string>& arguments,
-                                             double timeoutSeconds) const {
-  const DiagnosticFile diagnostic;
-  const FileDescriptor nullDevice = openNullDevice();
+// How the tool ended, except for its words, which go to `standardError`.
+HelperCommandResult runWith(const FileDescriptor& nullDevice, int standardError,
+                            const std::string& executablePath,
+                            const std::vector<std::string>& arguments, double timeoutSeconds) {
   // Shared with the handler, which may be called after this call has given up on the tool.
   const auto ended = std::make_shared<Semaphore>();
   Task task({.executablePath = executablePath,
              .arguments = arguments,
              .standardInput = nullDevice.get(),
              .standardOutput = nullDevice.get(),
-             .standardError = diagnostic.descriptor()},
+             .standardError = standardError},
             [ended] { ended->signal(); });
 
   task.launch();
@@ -54,7 +51,26 @@ HelperCommandResult HelperCommandRunner::run(const std::string& executablePath,
   }
   return {.status = task.terminationStatus(),
           .exitedNormally = task.terminationReason() == Task::TerminationReason::exit,
-          .diagnostic = diagnostic.text()};
+          .diagnostic = {}};
+}
+
+}  // namespace
+
+HelperCommandResult HelperCommandRunner::run(const std::string& executablePath,
+                                             const std::vector<std::string>& arguments,
+                                             double timeoutSeconds) const {
+  const DiagnosticFile diagnostic;
+  HelperCommandResult result =
+      runWith(openNullDevice(), diagnostic.descriptor(), executablePath, arguments, timeoutSeconds);
+  result.diagnostic = diagnostic.text();
+  return result;
+}
+
+HelperCommandResult HelperCommandRunner::runUnheard(const std::string& executablePath,
+                                                    const std::vector<std::string>& arguments,
+                                                    double timeoutSeconds) const {
+  const FileDescriptor nullDevice = openNullDevice();
+  return runWith(nullDevice, nullDevice.get(), executablePath, arguments, timeoutSeconds);
 }
 
 }  // namespace velmora

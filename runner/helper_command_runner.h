@@ -11,6 +11,9 @@ class HelperCommandRunner final : public HelperCommandRunning {
   [[nodiscard]] HelperCommandResult run(const std::string& executablePath,
                                         const std::vector<std::string>& arguments,
                                         double timeoutSeconds) const override;
+  [[nodiscard]] HelperCommandResult runUnheard(const std::string& executablePath,
+                                               const std::vector<std::string>& arguments,
+                                               double timeoutSeconds) const override;
 };
 
 }  // namespace velmora

@@ -26,6 +26,12 @@ class HelperCommandRunning {
                                                 const std::vector<std::string>& arguments,
                                                 double timeoutSeconds) const = 0;
 
+  // The same for a tool whose words nobody wants: they are thrown away, and the result has none. It
+  // needs no room for them, and never raises diagnosticUnavailable.
+  [[nodiscard]] virtual HelperCommandResult runUnheard(const std::string& executablePath,
+                                                       const std::vector<std::string>& arguments,
+                                                       double timeoutSeconds) const = 0;
+
   // Runs the tool with the time that is left until `deadline`, so that the tools of one operation
   // share its budget.
   // Raises HelperCommandError::timedOut, starting nothing, when none is left; else what run raises.

@@ -1,6 +1,7 @@
 #include "platform/memory.h"
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -49,6 +50,10 @@ std::uint64_t bytesOfPages(int pages) noexcept {
 constexpr std::uint64_t alwaysSpared = std::uint64_t{4} << 20;
 
 }  // namespace
+
+void giveBackFreedMemory() noexcept {
+  ::malloc_trim(0);
+}
 
 std::uint64_t spareMemoryBytes() noexcept {
   const std::optional<std::uint64_t> told = availableBytes();

@@ -2,8 +2,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cstddef>
 
+#include "platform/descriptor_io.h"
 #include "platform/files.h"
 #include "platform/platform_error.h"
 #include "platform/posix/differences/disk_flush.h"
@@ -12,6 +16,17 @@ namespace velmora {
 namespace {
 
 constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
+constexpr std::size_t blockBytes = 4096;
+
+// How much of `bytes` comes before the first block of nothing but zeros.
+std::size_t lengthOfData(std::string_view bytes) {
+  constexpr std::array<char, blockBytes> zeros{};
+  const std::string_view hole(zeros.data(), zeros.size());
+  std::size_t size = 0;
+  while (size < bytes.size() && !hole.starts_with(bytes.substr(size, blockBytes)))
+    size += blockBytes;
+  return std::min(size, bytes.size());
+}
 
 // A file that is gone again unless it has been moved into place.
 class PartialFile {
@@ -29,12 +44,14 @@ class PartialFile {
     if (!inPlace_) ::unlink(path_.c_str());
   }
 
+  // What is zeros in whole blocks is left out, as a hole: a file of holes that a user has made must
+  // not take up root's disk.
   void write(std::string_view bytes) {
-    while (!bytes.empty()) {
-      const ssize_t count = ::write(file_.get(), bytes.data(), bytes.size());
-      if (count < 0 && errno == EINTR) continue;
-      if (count <= 0) fail();
-      bytes.remove_prefix(static_cast<std::size_t>(count));
+    if (::ftruncate(file_.get(), static_cast<off_t>(bytes.size())) != 0) fail();
+    for (std::size_t at = 0; at < bytes.size();) {
+      const std::size_t size = lengthOfData(bytes.substr(at));
+      if (!writeAt(file_, at, bytes.substr(at, size))) fail();
+      at += std::max(size, blockBytes);
     }
   }
 
@@ -65,11 +82,10 @@ void writeAtomically(const std::filesystem::path& path, std::string_view bytes, 
                      uid_t owner) {
   PartialFile file(path);
   file.write(bytes);
+  file.setAttributes(mode, owner);
   // Before the move: after a power cut the name must not stand for a file without its bytes.
   file.synchronize();
   file.moveIntoPlace();
-  file.setAttributes(mode, owner);
-  file.synchronize();
 }
 
 void synchronize(const FileDescriptor& file, const std::filesystem::path& subject) {

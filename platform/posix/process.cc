@@ -26,6 +26,7 @@ void occupyStandardDescriptors() {
 void prepareProcess() {
   occupyStandardDescriptors();
   ::signal(SIGPIPE, SIG_IGN);
+  ::signal(SIGXFSZ, SIG_IGN);
   returnLargeBlocksWhenFreed();
 }
 

@@ -3,6 +3,7 @@
 import json
 import os
 import plistlib
+import resource
 import shutil
 import stat
 import subprocess
@@ -95,13 +96,15 @@ class Removal(ItemTestCase):
                  self.item("binary", name="of another name.PLIST", contents=plistlib.dumps(
                      {"Label": self._testMethodName + ".binary"}, fmt=plistlib.FMT_BINARY)),
                  self.item("text", contents=b'{ Label = "%s.text"; Hours = (1, 2); }' %
-                           self._testMethodName.encode())]
+                           self._testMethodName.encode()),
+                 self.item("sparse", contents=plistlib.dumps(
+                     {"Label": self._testMethodName + ".sparse"}) + bytes(8 << 20) + b"end")]
         self.new_calls()
         before = time.time()
         keys = [item.key for item in items]
         self.assertEqual(remove(*keys, keys[0]), (True, keys, ""))
         self.assert_removed(*items)
-        self.assert_logged("[Maintenance] default: Removed 5 legacy background item(s)")
+        self.assert_logged("[Maintenance] default: Removed 6 legacy background item(s)")
         calls = [f"/bin/launchctl {verb} {item.domain}/{item.label}" for item in items
                  for verb in ("print", "bootout") if verb == "print" or item.kind != "systemDaemon"]
         self.assertEqual(self.new_calls(), calls)
@@ -116,6 +119,7 @@ class Removal(ItemTestCase):
             status = path.lstat()
             mode = 0o700 if path.is_dir() else 0o600
             self.assertEqual((stat.S_IMODE(status.st_mode), status.st_uid), (mode, 0), path)
+            self.assertLess(status.st_blocks * 512, 1 << 20, "zeros take up the disk")
         for path in ARCHIVE.glob("*/*"):
             self.assertRegex(path.parent.name, "^[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}$")
             self.assertRegex(path.stem, "^[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}$")
@@ -228,9 +232,30 @@ class Removal(ItemTestCase):
         with accounts.open("a") as file:  # longer than what is first set aside for a record
             file.write(f"stranger:*:503:20:{'x' * 5000}:/Users//bob/.././alice/:/bin/sh\n")
         self.new_calls()
+        named = accounts.read_bytes()
+        accounts.write_bytes(named.replace(b"/Users//bob", b"/Users//b\xFFb"))
+        self.assertEqual(remove(item.key, user="stranger"), (False, b"", unavailable))
+        accounts.write_bytes(named)
         self.assertEqual(remove(item.key, user="stranger"), (True, [item.key], ""))
         self.assertEqual(self.new_calls(), [f"/bin/launchctl print gui/503/{item.label}"])
         self.assertEqual([entry["originalPath"] for entry in item.archived()], [str(item.path)])
+
+    def test_helper_short_of_memory_or_room_removes_nothing(self):
+        item = self.item("item", contents=plistlib.dumps(
+            {"Label": self._testMethodName + ".item", "Program": "x" * (12 << 20)}))
+        shortage = Path("/stage/meminfo")
+        shortage.write_text("MemTotal: 30000000 kB\nMemAvailable:     100000 kB\n")
+        subprocess.run(["mount", "--bind", shortage, "/proc/meminfo"], check=True)
+        try:
+            self.assertEqual(remove(item.key), (False, b"", MISSING.format(item.label)))
+        finally:
+            subprocess.run(["umount", "/proc/meminfo"], check=True)
+        before = resource.prlimit(self.helper, resource.RLIMIT_FSIZE)
+        resource.prlimit(self.helper, resource.RLIMIT_FSIZE, (8 << 20, before[1]))
+        self.addCleanup(resource.prlimit, self.helper, resource.RLIMIT_FSIZE, before)
+        self.assertRegex(remove(item.key)[2], "^Could not write .*: File too large\\.$")
+        self.assert_kept(item)
+        self.assertTrue(item.job.exists(), "loaded again")
 
     def test_archive_is_a_real_folder_and_stays_as_it_was(self):
         item, elsewhere = self.item("item"), Path("/stage/elsewhere")

@@ -34,9 +34,10 @@ ERRORS = {call: names.split() for call, names in {
     "create": "ENOSPC EDQUOT EROFS EACCES EMFILE ENFILE EIO ENOMEM EINTR",
     "fstat": "EIO ENOMEM", "stat": "EACCES EIO ENOMEM", "lstat": "EIO EACCES ENOMEM",
     "readlink": "EIO EACCES ENOMEM", "read": "EIO EINTR ENOMEM", "pread": "EIO EINTR",
-    "write": "ENOSPC EIO EDQUOT EINTR EFBIG", "close": "EIO EINTR ENOSPC",
+    "write": "EIO EINTR", "pwrite": "ENOSPC EIO EDQUOT EINTR EFBIG",
+    "ftruncate": "EFBIG EIO", "fstatat": "EIO", "close": "EIO EINTR ENOSPC",
     "fsync": f"{STORAGE} EINTR", "rename": f"ENOSPC EACCES ENOMEM {STORAGE}",
-    "unlink": "EIO EACCES EPERM EROFS EBUSY", "unlinkat": "EPERM EIO EACCES EROFS EBUSY",
+    "unlink": "EIO EACCES EPERM EROFS EBUSY", "unlinkat": "EPERM EIO EACCES EROFS EBUSY ENOENT",
     "mkdir": f"{STORAGE} EACCES ENOMEM", "fchmod": "EROFS EPERM EIO", "fchown": "EPERM EIO EDQUOT",
     "readdir": "EIO", "dup": "EMFILE", "close_range": "ENOMEM EMFILE",
     "posix_spawn": "EAGAIN ENOMEM EACCES ENOENT ETXTBSY EMFILE",
@@ -47,11 +48,11 @@ ERRORS = {call: names.split() for call, names in {
     "accept4": "EMFILE ENFILE ENOMEM ENOBUFS ECONNABORTED EINTR EAGAIN EPERM",
     "poll": "ENOMEM EINTR", "ppoll": "EINTR ENOMEM", "recvmsg": "ECONNRESET EAGAIN EINTR ENOMEM",
     "sendmsg": "EPIPE EAGAIN EINTR ENOBUFS"}.items()}
-SHORT = ("read", "pread", "write", "recvmsg", "sendmsg")
+SHORT = ("read", "pread", "write", "pwrite", "recvmsg", "sendmsg")
 # What happens although the call reports a failure.
-DONE_ALL_THE_SAME = {("close", name) for name in ERRORS["close"]} | {("waitpid", "ECHILD")}
+DONE_ALL_THE_SAME = {("close", name) for name in ERRORS["close"]} | {("waitpid", "ECHILD"), ("unlinkat", "ENOENT")}
 # What lasts: a full disk, no more descriptors, and no more threads or processes.
-SCARCE = ((("write", "create", "mkdir"), "ENOSPC"),
+SCARCE = ((("pwrite", "create", "mkdir"), "ENOSPC"),
           (("open", "create", "openat", "dup", "socket"), "EMFILE"),
           (("pthread_create", "posix_spawn"), "EAGAIN"))
 

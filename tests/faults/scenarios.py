@@ -184,7 +184,8 @@ class FinishedRemoval(Attacked):
             yield f"left in the archive: {entries}"
 
     def may_stay_stopped(self, fault):
-        return fault.action == KILL or fault.lasting or fault.error == "ECHILD" or \
+        return fault.action == KILL or fault.lasting and fault.error != "ENOSPC" or \
+            fault.error == "ECHILD" or \
             fault.action != NONE and self.position(fault) > self.undo
 
 

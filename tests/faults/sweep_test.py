@@ -27,7 +27,7 @@ class Disk:
             if call in ("create", "mkdir"):
                 self.loose |= {("content", path), ("name", path)}
                 self.folder = path if call == "mkdir" else self.folder
-            elif call in ("write", "fchmod", "fchown"):
+            elif call in ("pwrite", "ftruncate", "fchmod", "fchown"):
                 self.loose.add(("content", path))
             elif call == "rename":
                 if ("content", path + ".partial") in self.loose:

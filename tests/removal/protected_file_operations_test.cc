@@ -1,6 +1,6 @@
-// The folder may be exchanged at the very moment of the deletion. The calls that delete are seen,
-// linked in the place of the C library's. What else can happen to the file or to the way to it is
-// done to the running helper: end_to_end_removal.
+// What can happen at the very moment of the deletion. The calls that delete are seen, linked in the
+// place of the C library's. What else can happen to the file or to the way to it is done to the
+// running helper: end_to_end_removal.
 #include "removal/protected_file_operations.h"
 
 #include <fcntl.h>
@@ -8,20 +8,31 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <functional>
+#include <iterator>
+#include <string>
 #include <utility>
 
+#include "removal/removal_transaction.h"
 #include "temporary_folder.h"
 
 namespace {
 
-std::function<void()> beforeDeletion;
+// Acts before the next deletion, and says how that ends.
+enum class Deletion { succeeds, failsUndone, failsDone };
+std::function<Deletion()> beforeDeletion;
 
 }  // namespace
 
 extern "C" int unlinkat(int folder, const char* name, int flags) noexcept {
-  if (const auto act = std::exchange(beforeDeletion, nullptr)) act();
-  return static_cast<int>(::syscall(SYS_unlinkat, folder, name, flags));
+  const auto act = std::exchange(beforeDeletion, nullptr);
+  const Deletion deletion = act ? act() : Deletion::succeeds;
+  const bool isDone = deletion != Deletion::failsUndone;
+  const auto result = static_cast<int>(isDone ? ::syscall(SYS_unlinkat, folder, name, flags) : -1);
+  if (deletion == Deletion::succeeds) return result;
+  errno = ENOENT;
+  return -1;
 }
 
 extern "C" int unlink(const char* path) noexcept {
@@ -31,25 +42,73 @@ extern "C" int unlink(const char* path) noexcept {
 namespace velmora {
 namespace {
 
-TEST(ProtectedFileOperations, deletesInFolderThatTookThePlaceOfTheOneLookedAt) {
-  const TemporaryFolder root;
-  const auto makeItem = [&root] {
+// A folder with one item in it.
+class ProtectedFileOperations : public testing::Test {
+ protected:
+  void makeItem() const {
     std::filesystem::create_directory(root / "folder");
-    return root.write("folder/job.plist", "bytes");
-  };
-  const Candidate candidate{.url = makeItem(),
+    (void)root.write("folder/job.plist", "bytes");
+  }
+
+  const TemporaryFolder root;
+  const Candidate candidate{.url = root / "folder/job.plist",
                             .label = "job",
                             .kind = LocationKind::userAgent,
                             .launchDomain = "gui/501",
                             .expectedOwner = ::geteuid(),
                             .data = "bytes"};
+};
+
+TEST_F(ProtectedFileOperations, deletesInFolderThatTookThePlaceOfTheOneLookedAt) {
+  makeItem();
   beforeDeletion = [&] {
     std::filesystem::rename(root / "folder", root / "aside");
     makeItem();
+    return Deletion::succeeds;
   };
   removeCandidateFile(candidate);
   EXPECT_TRUE(std::filesystem::exists(candidate.url)) << "in the folder that took the place";
   EXPECT_FALSE(std::filesystem::exists(root / "aside/job.plist"));
+  EXPECT_TRUE(openDirectoryNoFollow(root / "aside/").isOpen());
+}
+
+// launchctl, for which every job is loaded.
+class Launchctl final : public HelperCommandRunning {
+ public:
+  explicit Launchctl(std::string& verbs) : verbs_(verbs) {}
+  HelperCommandResult run(const std::string& /*executablePath*/,
+                          const std::vector<std::string>& arguments,
+                          double /*timeoutSeconds*/) const override {
+    verbs_ += arguments.at(0) + " ";
+    return {0, true, ""};
+  }
+  HelperCommandResult runUnheard(const std::string& executablePath,
+                                 const std::vector<std::string>& arguments,
+                                 double timeoutSeconds) const override {
+    return run(executablePath, arguments, timeoutSeconds);
+  }
+
+ private:
+  std::string& verbs_;
+};
+
+TEST_F(ProtectedFileOperations, throwsAwayTheOnlyCopyOfFileWhoseDeletionReportsAnError) {
+  for (const bool isGone : {false, true}) {
+    makeItem();
+    const std::string archive = root / (isGone ? "kept" : "discarded");
+    std::filesystem::create_directory(archive);
+    beforeDeletion = [=] { return isGone ? Deletion::failsDone : Deletion::failsUndone; };
+    std::string verbs;
+    try {
+      removeCandidate(candidate, archive, Deadline::never(), 501, Launchctl(verbs));
+      ADD_FAILURE() << "no error";
+    } catch (const LegacyBackgroundItemRemovalError& error) {
+      EXPECT_EQ(error.errorDescription(),
+                "The background item job could not be removed: No such file or directory.");
+    }
+    EXPECT_EQ(verbs, isGone ? "print bootout " : "print bootout bootstrap ");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(archive), {}), isGone ? 2 : 0);
+  }
 }
 
 }  // namespace
