@@ -100,7 +100,7 @@ class Removal(ItemTestCase):
                  self.item("sparse", contents=plistlib.dumps(
                      {"Label": self._testMethodName + ".sparse"}) + bytes(8 << 20) + b"end")]
         self.new_calls()
-        before = time.time()
+        before, folders = time.time(), len(list(ARCHIVE.glob("*")))
         keys = [item.key for item in items]
         self.assertEqual(remove(*keys, keys[0]), (True, keys, ""))
         self.assert_removed(*items)
@@ -109,6 +109,7 @@ class Removal(ItemTestCase):
                  for verb in ("print", "bootout") if verb == "print" or item.kind != "systemDaemon"]
         self.assertEqual(self.new_calls(), calls)
 
+        self.assertEqual(len(list(ARCHIVE.glob("*"))), folders + 1)
         metadata, = items[1].archived()
         removed_at = metadata.pop("removedAt") + 978307200
         self.assertTrue(before <= removed_at <= time.time(), removed_at)

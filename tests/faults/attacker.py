@@ -127,7 +127,7 @@ class AttackedHelper:
 
     def start(self):
         self.pid = os.posix_spawn(
-            "/bin/sh", ["sh", "-c", f"LISTEN_PID=$$ LD_PRELOAD={SHIM} exec {HELPER}"],
+            "/bin/sh", ["sh", "-c", f"umask 0777; LISTEN_PID=$$ LD_PRELOAD={SHIM} exec {HELPER}"],
             {"LISTEN_FDS": "1", "PATH": "/usr/bin:/bin", "FAULT_SHIM_CONTROL": CONTROL},
             file_actions=[(os.POSIX_SPAWN_DUP2, self.listening.fileno(), 3),
                           (os.POSIX_SPAWN_OPEN, 2, LOG, os.O_WRONLY | os.O_CREAT, 0o600)])

@@ -9,6 +9,7 @@ import json
 import os
 import re
 import shutil
+import stat
 from collections import Counter
 from pathlib import Path
 
@@ -178,6 +179,9 @@ class FinishedRemoval(Attacked):
             if self.stays(item) and item.kind != "systemDaemon" and not item.job.exists() and \
                     not self.may_stay_stopped(fault):
                 yield f"not loaded again: {item.key}"
+        if reply and reply[0] and any(stat.S_IMODE(path.stat().st_mode) & 0o677 != 0o600
+                                      for path in (ARCHIVE, *ARCHIVE.rglob("*"))):
+            yield "modes in the archive that are not root's alone"
         entries = [path.name for path in ARCHIVE.glob("*/*")]
         gone = sum(not self.stays(item) for item in self.items)
         if undisturbed and len(entries) != 2 * gone:

@@ -1,9 +1,10 @@
-// The gate. The tools of macOS are missing here, so an operation that passes it fails to launch
-// its first tool.
+// The gate, seen from inside the reply, in the stage: with its tools an operation can succeed.
 #include "front/maintenance_helper_service.h"
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <functional>
 #include <future>
 #include <mutex>
 
@@ -19,21 +20,44 @@ bool lockIsFree() {
       .get();
 }
 
+Data dataOf(std::string_view text) {
+  const auto* bytes = reinterpret_cast<const std::byte*>(text.data());
+  return {bytes, bytes + text.size()};
+}
+
 TEST(MaintenanceHelperService, freesTheLockBeforeTheReplyOrKeepsItAfterOneThatRaises) {
-  for (const bool raises : {false, true}) {
-    std::vector<std::string> messages;
-    const auto reply = [&](bool ok, const std::optional<std::string>& message) {
-      EXPECT_FALSE(ok || lockIsFree());
-      messages.push_back(message.value_or("none"));
-      if (raises) throw std::runtime_error("the connection is gone");
-    };
-    try {
-      MaintenanceHelperService(501).freeMemoryWithReply(OperationReply(reply));
-    } catch (const std::runtime_error&) {
-      EXPECT_TRUE(raises);
-    }
-    EXPECT_EQ(messages, std::vector<std::string>{
-                            "Could not launch /usr/sbin/purge: No such file or directory."});
+  MaintenanceHelperService service(501);
+  std::string answers;
+  bool raises = false;
+  const auto onReply = [&](bool ok, const std::optional<std::string>& message) {
+    EXPECT_FALSE(lockIsFree());
+    answers += ok ? "done, " : message.value_or("no message") + ", ";
+    if (raises) throw std::runtime_error("the connection is gone");
+  };
+  const auto remove = [&](std::string_view request) {
+    service.removeLegacyBackgroundItems(
+        dataOf(request), RemovalReply([&](bool ok, const std::optional<Data>& /*response*/,
+                                          const auto& message) { onReply(ok, message); }));
+  };
+  const std::function<void()> calls[] = {
+      [&] { service.freeMemoryWithReply(OperationReply(onReply)); },
+      [&] {
+        std::filesystem::remove("/usr/sbin/purge");
+        service.freeMemoryWithReply(OperationReply(onReply));
+      },
+      [&] { remove(R"(["userAgent|org.example.updater"])"); },
+      [&] { remove("[]"); },
+  };
+  for (const auto& call : calls) {
+    EXPECT_NO_THROW(call());
+    EXPECT_TRUE(lockIsFree());
+  }
+  EXPECT_EQ(answers,
+            "done, Could not launch /usr/sbin/purge: No such file or directory., "
+            "done, The background-item request was invalid., ");
+  raises = true;
+  for (const auto& call : {calls[3], calls[1]}) {
+    EXPECT_ANY_THROW(call());
     EXPECT_TRUE(lockIsFree());
   }
 }

@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "removal/removal_transaction.h"
+#include "runner/helper_command_error.h"
 #include "temporary_folder.h"
 
 namespace {
@@ -72,24 +73,27 @@ TEST_F(ProtectedFileOperations, deletesInFolderThatTookThePlaceOfTheOneLookedAt)
   EXPECT_TRUE(openDirectoryNoFollow(root / "aside/").isOpen());
 }
 
-// launchctl, for which every job is loaded.
+// launchctl, for which every job is loaded, unless it cannot be asked.
 class Launchctl final : public HelperCommandRunning {
  public:
-  explicit Launchctl(std::string& verbs) : verbs_(verbs) {}
+  Launchctl(std::string& verbs, bool raises) : verbs_(verbs), raises_(raises) {}
   HelperCommandResult run(const std::string& /*executablePath*/,
                           const std::vector<std::string>& arguments,
                           double /*timeoutSeconds*/) const override {
     verbs_ += arguments.at(0) + " ";
+    if (raises_) throw HelperCommandError::diagnosticUnavailable();
     return {0, true, ""};
   }
   HelperCommandResult runUnheard(const std::string& executablePath,
                                  const std::vector<std::string>& arguments,
                                  double timeoutSeconds) const override {
+    EXPECT_EQ(timeoutSeconds, 3);
     return run(executablePath, arguments, timeoutSeconds);
   }
 
  private:
   std::string& verbs_;
+  const bool raises_;
 };
 
 TEST_F(ProtectedFileOperations, throwsAwayTheOnlyCopyOfFileWhoseDeletionReportsAnError) {
@@ -100,7 +104,7 @@ TEST_F(ProtectedFileOperations, throwsAwayTheOnlyCopyOfFileWhoseDeletionReportsA
     beforeDeletion = [=] { return isGone ? Deletion::failsDone : Deletion::failsUndone; };
     std::string verbs;
     try {
-      removeCandidate(candidate, archive, Deadline::never(), 501, Launchctl(verbs));
+      removeCandidate(candidate, archive, Deadline::never(), 501, Launchctl(verbs, false));
       ADD_FAILURE() << "no error";
     } catch (const LegacyBackgroundItemRemovalError& error) {
       EXPECT_EQ(error.errorDescription(),
@@ -109,6 +113,16 @@ TEST_F(ProtectedFileOperations, throwsAwayTheOnlyCopyOfFileWhoseDeletionReportsA
     EXPECT_EQ(verbs, isGone ? "print bootout " : "print bootout bootstrap ");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(archive), {}), isGone ? 2 : 0);
   }
+}
+
+TEST_F(ProtectedFileOperations, takesProbeThatCouldNotBeMadeForJobThatIsNotLoaded) {
+  makeItem();
+  std::string verbs;
+  EXPECT_THROW(
+      removeCandidate(candidate, root / "", Deadline::never(), 501, Launchctl(verbs, true)),
+      HelperCommandError);
+  EXPECT_EQ(verbs, "print ");
+  EXPECT_TRUE(std::filesystem::exists(candidate.url));
 }
 
 }  // namespace

@@ -162,6 +162,7 @@ TEST_F(HelperCommandRunnerTest, waitsLongerThanAllowedForToolThatDoesNotEnd) {
     const double seconds = secondsUntilTimedOut(script, 1);
     EXPECT_GE(seconds, 1 + more) << script;
     EXPECT_LT(seconds, 1 + more + grace) << script;
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "the tool outlives its run";
   }
 }
 
