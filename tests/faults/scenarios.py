@@ -179,11 +179,11 @@ class FinishedRemoval(Attacked):
             if self.stays(item) and item.kind != "systemDaemon" and not item.job.exists() and \
                     not self.may_stay_stopped(fault):
                 yield f"not loaded again: {item.key}"
-        if reply and reply[0] and any(stat.S_IMODE(path.stat().st_mode) & 0o677 != 0o600
-                                      for path in (ARCHIVE, *ARCHIVE.rglob("*"))):
-            yield "modes in the archive that are not root's alone"
         entries = [path.name for path in ARCHIVE.glob("*/*")]
         gone = sum(not self.stays(item) for item in self.items)
+        if undisturbed and gone and any(stat.S_IMODE(path.stat().st_mode) & 0o677 != 0o600
+                                        for path in (ARCHIVE, *ARCHIVE.rglob("*"))):
+            yield "modes in the archive that are not root's alone"
         if undisturbed and len(entries) != 2 * gone:
             yield f"left in the archive: {entries}"
 
