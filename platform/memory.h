@@ -11,6 +11,10 @@ namespace velmora {
 // not fail on a system that overcommits until it is too late. 0 when the system does not tell.
 std::uint64_t spareMemoryBytes() noexcept;
 
+// Has large blocks go back to the system whenever they are freed, for the life of the process.
+// Before any other thread exists. mallopt(3) on Linux; nothing to do where the heap does so anyway.
+void returnLargeBlocksWhenFreed() noexcept;
+
 // Has what the process has freed go back to the system, for whichever thread it was kept:
 // malloc_trim(3) on Linux.
 void giveBackFreedMemory() noexcept;

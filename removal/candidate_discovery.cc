@@ -22,9 +22,9 @@ bool isNamedAsPropertyList(std::string_view name) {
   return extension && lowercased(*extension) == "plist";
 }
 
-// Files enough, or large enough, would otherwise have the helper read for their user, and refuse
-// everybody else, as long as that user likes. What is raised is what the first item's first
-// command would raise after the deadline.
+// A user's files, if there are enough of them or large enough, would otherwise have the helper read
+// as long as that user likes, and refuse everybody else meanwhile. The client sees the message that
+// launchctl, the next step, would end with at this time.
 ReadingCheckpoint endAt(Deadline deadline) {
   return [deadline] {
     if (deadline.hasPassed()) throw HelperCommandError::timedOut("launchctl");

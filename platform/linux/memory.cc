@@ -51,6 +51,14 @@ constexpr std::uint64_t alwaysSpared = std::uint64_t{4} << 20;
 
 }  // namespace
 
+// Left to itself, the C library raises its limit with the first large block that is freed, and then
+// each thread's share of the heap keeps the next ones.
+void returnLargeBlocksWhenFreed() noexcept {
+  constexpr int largeBlockBytes = 256 * 1024;
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): there is no other thread yet.
+  ::mallopt(M_MMAP_THRESHOLD, largeBlockBytes);
+}
+
 void giveBackFreedMemory() noexcept {
   ::malloc_trim(0);
 }

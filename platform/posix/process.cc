@@ -7,8 +7,8 @@
 #include <csignal>
 
 #include "platform/file_descriptor.h"
+#include "platform/memory.h"
 #include "platform/platform_error.h"
-#include "platform/posix/differences/heap.h"
 
 namespace velmora {
 namespace {

@@ -30,12 +30,10 @@ class Task::Process {
 
   // The launch has succeeded with `pid`, or failed when that is 0.
   void launched(pid_t pid) {
-    {
-      const std::lock_guard lock(mutex_);
-      decided_ = true;
-      pid_ = pid;
-      running_ = pid > 0;
-    }
+    const std::lock_guard lock(mutex_);
+    decided_ = true;
+    pid_ = pid;
+    running_ = pid > 0;
     launchDecided_.notify_one();
   }
 
@@ -45,6 +43,7 @@ class Task::Process {
     if (pid <= 0) return;
     awaitEndWithoutReaping(pid);
     reap(pid);
+    // Last, so that whoever it wakes finds the status.
     handler_();
   }
 
@@ -71,6 +70,8 @@ class Task::Process {
     return pid_;
   }
 
+  // Outside of the mutex, which signal() must be able to take for as long as the process runs; and
+  // without reaping, because the number is free for another process from then on.
   static void awaitEndWithoutReaping(pid_t pid) {
     siginfo_t information{};
     while (::waitid(P_PID, static_cast<id_t>(pid), &information, WEXITED | WNOWAIT) != 0 &&
@@ -78,6 +79,7 @@ class Task::Process {
     }
   }
 
+  // The process has ended already, so this holds the mutex for a moment only.
   void reap(pid_t pid) {
     const std::lock_guard lock(mutex_);
     int status = 0;
@@ -85,6 +87,7 @@ class Task::Process {
     do {
       reaped = ::waitpid(pid, &status, 0);
     } while (reaped < 0 && errno == EINTR);
+    // Somebody else may have reaped it; then its end is not known.
     if (reaped == pid) waitStatus_ = status;
     running_ = false;
   }
@@ -160,7 +163,7 @@ void Task::launch() {
   try {
     process_->launched(spawn(configuration_));
   } catch (...) {
-    process_->launched(0);
+    process_->launched(0);  // the thread would wait for ever
     throw;
   }
 }
