@@ -1,0 +1,12 @@
+// The least that finding an executable genuine can take: what admission is held against.
+#pragma once
+
+#include <string>
+
+namespace velmora::bench {
+
+// Hashes the executable at `path` and verifies the signature beside it by the installed anchors,
+// read once. Raises std::runtime_error when the signature does not hold.
+void verifyBarely(const std::string& path);
+
+}  // namespace velmora::bench
