@@ -1,5 +1,5 @@
 // Property lists, as far as the helper needs them: one string out of a file that may hold
-// anything. XML, binary and old text format (the form of a strings file, without braces,
+// anything. XML, binary and OpenStep property lists (the form of a strings file, without braces,
 // included), as Apple's own reader takes them. Any thread may call.
 #pragma once
 
@@ -24,8 +24,8 @@ struct PropertyListString {
 // Looks up the string under `key` (UTF-8) in the top-level dictionary of the property list
 // `bytes`. The whole property list is checked, so that a file damaged behind the key is refused;
 // what may follow it, as behind the closing tag of XML, is looked at no more than by Apple's
-// reader. Where a key comes twice, the value that Apple's reader keeps is the one: the last of a
-// text, the first of a binary. Empty `bytes` are no property list; white space is an empty one.
+// reader. Where a key comes twice, the value that Apple's reader keeps is the one: the last in
+// XML and OpenStep, the first in a binary. Empty `bytes` are no property list; white space is an empty one.
 // Time is linear in the size of `bytes`, memory bounded by a small multiple of it, and the stack
 // does not grow with it. Opens nothing, whatever an entity asks for. Raises std::bad_alloc only.
 PropertyListString propertyListString(std::string_view bytes, std::string_view key);

@@ -33,12 +33,12 @@ def xml_before(value):
     return xml_value(f"<string>a</string><key>k</key>{value}")
 
 
-def text_value(value):
+def openstep_value(value):
     return f"{{ Label = {value}; }}"
 
 
-def text_before(value):
-    return text_value(f"a; k = {value}")
+def openstep_before(value):
+    return openstep_value(f"a; k = {value}")
 
 
 def binary(objects, top, reference_size=1):
@@ -96,21 +96,21 @@ class Cases(unittest.TestCase):
             "<blob/>", "<array><true/></dict>", "<integer>x</integer>", "<date>x</date>",
             "<real>x</real>", "<data>\x80</data>"])
 
-    def test_old_text_reader_differs_from_apple_s(self):
+    def test_openstep_reader_differs_from_apple_s(self):
         self.assert_each(A, None, [
             "\uFEFF// c\n/* c */ { /**/ Label /* ; */ = // }\r a ; } /* open",
             "Label = a; } behind", "{\u2028Label =\u2029 a;}//\u2028", "Label = b; Label = a;"])
-        self.assert_each(A, text_before, ["(a, (), { k = v; }, <0f 0F>, )"])
-        self.assert_each(found("\a\b\f\n\r\t\v\"\\'qu0041\u00E9\n"), text_value, [
+        self.assert_each(A, openstep_before, ["(a, (), { k = v; }, <0f 0F>, )"])
+        self.assert_each(found("\a\b\f\n\r\t\v\"\\'qu0041\u00E9\n"), openstep_value, [
             r'"\a\b\f\n\r\t\v\"\\\'\q\u0041' + '\\\u00E9\\\n"'])
-        self.assert_each(found("\uFFFDxAgA\0\u00C6\u02CB2\0\0018"), text_value, [
+        self.assert_each(found("\uFFFDxAgA\0\u00C6\u02CB2\0\0018"), openstep_value, [
             r'"\Ud83dx\U41g\101\0\341\3012\777\18"'])
         self.assert_each(found("Label"), None, ["Label;"])
         self.assert_each(MISSING, None, [" /* only */ // a comment"])
         self.assert_each(REFUSED, None, [
             "{ Label = a }", "{ Label = a;", "{ Label = a; } behind", "{ Label a; }", "Label = a",
             "{ (a) = b; }", "{ Label = ; }", "{ Label = \"a; }", "{ Label = \"a\\"])
-        self.assert_each(REFUSED, text_before, ["(a b)", "(,)", "<6>", "<6 1>"])
+        self.assert_each(REFUSED, openstep_before, ["(a b)", "(,)", "<6>", "<6 1>"])
 
     def test_binary_reader_differs_from_apple_s(self):
         self.assert_each(found("ab"), binary_value, [b"\x5F\x11\0\2ab", b"\x62\0a\0b"])
@@ -125,7 +125,7 @@ class Cases(unittest.TestCase):
         for codec in ("utf-16-le", "utf-16-be", "utf-32-le", "utf-32-be"):
             def encoded(text):
                 return text.encode(codec, "surrogatepass")
-            text = text_value("\"\u00E9\U0001F600\"")
+            text = openstep_value("\"\u00E9\U0001F600\"")
             self.assert_each(found("\u00E9\U0001F600"), encoded, ["\uFEFF" + text])
             self.assert_each(REFUSED, encoded, [
                 text, *(f"\uFEFF{{ Label = \"{lone}\"; }}" for lone in (
@@ -160,15 +160,15 @@ def hostile_files():
     yield "arrays", A, xml_before("<array>" * DEPTH + "</array>" * DEPTH)
     yield "keys", A, xml_before("<dict><key/>" * DEPTH + "<true/>" + "</dict>" * DEPTH)
     yield "plists", MISSING, "<plist>" * DEPTH + "<dict/>" + "</plist>" * DEPTH
-    yield "lists", A, text_before("(" * DEPTH + ")" * DEPTH)
-    yield "entries", A, text_before("{k=" * DEPTH + "v" + ";}" * DEPTH)
+    yield "lists", A, openstep_before("(" * DEPTH + ")" * DEPTH)
+    yield "entries", A, openstep_before("{k=" * DEPTH + "v" + ";}" * DEPTH)
     yield "open text", REFUSED, "(" * SIZE
     yield "deep references", A, arrays(DEPTH, 1)
     yield "a way for each subset", A, arrays(60, 2)
     yield "a reference back", REFUSED, arrays(20, 1, b"\xA1" + struct.pack(">I", 3))
     yield "shared key", MISSING, shared_key()
     yield "overlapping arrays", REFUSED, overlapping_arrays()
-    yield "wide text", None, b"\xFE\xFF" + text_before("\"" + "\u0800" * SIZE).encode("utf-16-be")
+    yield "wide text", None, b"\xFE\xFF" + openstep_before("\"" + "\u0800" * SIZE).encode("utf-16-be")
     for piece in PIECES:
         many = piece * (SIZE // len(piece))
         for before in ("", "<!DOCTYPE plist [", "<dict><key>k</key><string>",

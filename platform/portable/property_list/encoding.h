@@ -7,7 +7,7 @@
 
 namespace velmora {
 
-// The text of the XML or old text property list `bytes`, without its byte-order mark, in UTF-8;
+// The text of the XML or OpenStep property list `bytes`, without its byte-order mark, in UTF-8;
 // nothing when its encoding is not known, or it is UTF-16 or UTF-32 with a fault in it. UTF-8
 // itself is not checked: Apple's reader does so in strings only, not in comments.
 // The encoding is told by a byte-order mark or an XML declaration (UTF-8, US-ASCII and

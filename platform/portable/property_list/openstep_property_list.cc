@@ -6,7 +6,9 @@
 #include <vector>
 
 #include "platform/portable/property_list/openstep_string.h"
+#include "platform/portable/text/cursor.h"
 #include "platform/portable/text/hexadecimal.h"
+#include "platform/unreachable.h"
 #include "platform/utf8.h"
 
 namespace velmora {
@@ -17,14 +19,14 @@ using Outcome = PropertyListString::Outcome;
 constexpr std::string_view lineSeparator = "\u2028";
 constexpr std::string_view paragraphSeparator = "\u2029";
 
-// Reads from the front of the text. The containers that are open stand on a stack of one byte
+// The containers that are open stand on a stack of one byte
 // each; a function that meets a fault returns false, or nothing, and ends the reading.
-class OldTextReader {
+class OpenStepReader {
  public:
   enum class Form { object, stringsFile };
 
-  OldTextReader(std::string_view text, std::string_view key, Form form)
-      : rest_(text), key_(key), form_(form) {
+  OpenStepReader(std::string_view text, std::string_view key, Form form)
+      : cursor_(text), key_(key), form_(form) {
     if (form_ == Form::stringsFile) open(Level::dictionary, Place::key);
   }
 
@@ -38,7 +40,7 @@ class OldTextReader {
 
   bool isAtEndOfText() {
     skipSpace();
-    return rest_.empty();
+    return cursor_.isAtEnd();
   }
 
   bool isString() const { return kind_ == Kind::string; }
@@ -59,7 +61,7 @@ class OldTextReader {
       case Place::value:
         return readValue();
       case Place::element:
-        if (accept(')')) return close(Kind::other);
+        if (cursor_.accept(")")) return close(Kind::other);
         place_ = Place::value;
         return true;
       case Place::key:
@@ -67,47 +69,47 @@ class OldTextReader {
       case Place::behindValue:
         return readSeparator();
       case Place::end:
-        break;
+        return true;
     }
-    return true;
+    unreachable();
   }
 
   bool readValue() {
-    if (accept('{')) return open(Level::dictionary, Place::key);
-    if (accept('(')) return open(Level::array, Place::element);
-    if (accept('<')) return readData() && endValue(Kind::other, {});
-    std::optional<std::string> text = readOldTextString(rest_);
+    if (cursor_.accept("{")) return open(Level::dictionary, Place::key);
+    if (cursor_.accept("(")) return open(Level::array, Place::element);
+    if (cursor_.accept("<")) return readData() && endValue(Kind::other, {});
+    std::optional<std::string> text = readOpenStepString(cursor_);
     return text && endValue(Kind::string, *std::move(text));
   }
 
   bool readKeyOrEnd() {
-    if (!isOldTextString(rest_)) {
+    if (!isOpenStepString(cursor_)) {
       if (form_ == Form::object || levels_.size() > 1)
-        return accept('}') && close(Kind::dictionary);
+        return cursor_.accept("}") && close(Kind::dictionary);
       kind_ = Kind::dictionary;
       place_ = Place::end;
       return true;
     }
-    std::optional<std::string> text = readOldTextString(rest_);
+    std::optional<std::string> text = readOpenStepString(cursor_);
     if (!text) return false;
     if (levels_.size() == 1) isSought_ = *text == key_;
     skipSpace();
-    if (accept('=')) {
+    if (cursor_.accept("=")) {
       place_ = Place::value;
       return true;
     }
     // A key alone stands for itself.
-    return rest_.starts_with(';') && endValue(Kind::string, *std::move(text));
+    return cursor_.startsWith(";") && endValue(Kind::string, *std::move(text));
   }
 
   bool readSeparator() {
     if (levels_.back() == Level::array) {
-      if (accept(')')) return close(Kind::other);
+      if (cursor_.accept(")")) return close(Kind::other);
       place_ = Place::element;
-      return accept(',');
+      return cursor_.accept(",");
     }
     place_ = Place::key;
-    return accept(';');
+    return cursor_.accept(";");
   }
 
   bool open(Level level, Place place) {
@@ -136,11 +138,11 @@ class OldTextReader {
 
   // Pairs of digits with white space, but no comments, between the pairs.
   bool readData() {
-    while (!accept('>')) {
-      if (rest_.size() >= 2 && hexadecimalValue(rest_[0]) && hexadecimalValue(rest_[1])) {
-        rest_.remove_prefix(2);
-      } else if (!accept(' ') && !accept('\n') && !accept('\t') && !accept('\r') &&
-                 !acceptSeparator()) {
+    while (!cursor_.accept(">")) {
+      const std::string_view pair = cursor_.rest().substr(0, 2);
+      if (pair.size() == 2 && hexadecimalValue(pair[0]) && hexadecimalValue(pair[1])) {
+        cursor_.take(2);
+      } else if (!cursor_.acceptAny(" \n\t\r") && !acceptSeparator()) {
         return false;
       }
     }
@@ -149,40 +151,26 @@ class OldTextReader {
 
   // White space and comments. A comment that does not end reaches to the end of the text.
   void skipSpace() {
-    while (!rest_.empty()) {
-      if (rest_.starts_with("//")) {
+    while (true) {
+      if (cursor_.accept("//")) {
         skipLine();
-      } else if (rest_.starts_with("/*")) {
-        const std::size_t end = rest_.find("*/", 2);
-        rest_.remove_prefix(end == std::string_view::npos ? rest_.size() : end + 2);
-      } else if (rest_.front() == ' ' || (rest_.front() >= '\t' && rest_.front() <= '\r')) {
-        rest_.remove_prefix(1);
-      } else if (!acceptSeparator()) {
+      } else if (cursor_.accept("/*")) {
+        if (!cursor_.skipPast("*/")) cursor_.take(cursor_.rest().size());
+      } else if (!cursor_.acceptAny(" \t\n\v\f\r") && !acceptSeparator()) {
         break;
       }
     }
   }
 
   void skipLine() {
-    while (!rest_.empty() && !rest_.starts_with('\n') && !rest_.starts_with('\r') &&
-           !rest_.starts_with(lineSeparator) && !rest_.starts_with(paragraphSeparator)) {
-      rest_.remove_prefix(1);
-    }
-  }
-
-  bool accept(char expected) {
-    if (!rest_.starts_with(expected)) return false;
-    rest_.remove_prefix(1);
-    return true;
+    while (!cursor_.isAtEnd() && !cursor_.acceptAny("\n\r") && !acceptSeparator()) cursor_.take(1);
   }
 
   bool acceptSeparator() {
-    if (!rest_.starts_with(lineSeparator) && !rest_.starts_with(paragraphSeparator)) return false;
-    rest_.remove_prefix(lineSeparator.size());
-    return true;
+    return cursor_.accept(lineSeparator) || cursor_.accept(paragraphSeparator);
   }
 
-  std::string_view rest_;
+  Cursor cursor_;
   const std::string_view key_;
   const Form form_;
   std::vector<Level> levels_;
@@ -194,17 +182,17 @@ class OldTextReader {
 
 }  // namespace
 
-std::optional<PropertyListString> oldTextPropertyListString(std::string_view text,
-                                                            std::string_view key) {
-  using Form = OldTextReader::Form;
+std::optional<PropertyListString> openStepPropertyListString(std::string_view text,
+                                                             std::string_view key) {
+  using Form = OpenStepReader::Form;
   if (!decodeUTF8(text)) return std::nullopt;
-  OldTextReader object(text, key, Form::object);
+  OpenStepReader object(text, key, Form::object);
   if (object.isAtEndOfText()) return PropertyListString{Outcome::missing, {}};
   if (!object.read()) return std::nullopt;
   if (object.isAtEndOfText()) return std::move(object).result();
   // A string with something behind it can only be the first key of a strings file.
   if (!object.isString()) return std::nullopt;
-  OldTextReader stringsFile(text, key, Form::stringsFile);
+  OpenStepReader stringsFile(text, key, Form::stringsFile);
   if (!stringsFile.read()) return std::nullopt;
   return std::move(stringsFile).result();
 }

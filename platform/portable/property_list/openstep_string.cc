@@ -1,10 +1,10 @@
 #include "platform/portable/property_list/openstep_string.h"
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 
 #include "platform/portable/property_list/encoding.h"
+#include "platform/portable/text/cursor.h"
 #include "platform/portable/text/hexadecimal.h"
 
 namespace velmora {
@@ -31,26 +31,29 @@ bool isUnquoted(char character) {
          std::string_view("_$/:.-").find(character) != std::string_view::npos;
 }
 
+bool isOctalDigit(const Cursor& cursor) {
+  return !cursor.isAtEnd() && cursor.rest().front() >= '0' && cursor.rest().front() <= '7';
+}
+
 // Three digits at most, of which the lowest eight bits count.
-char16_t readOctal(std::string_view& rest) {
+char16_t readOctal(Cursor& cursor) {
   unsigned value = 0;
   for (int digits = 0; digits < 3; ++digits) {
-    if (rest.empty() || rest.front() < '0' || rest.front() > '7') break;
-    value = value << 3 | static_cast<unsigned>(rest.front() - '0');
-    rest.remove_prefix(1);
+    if (!isOctalDigit(cursor)) break;
+    value = value << 3 | static_cast<unsigned>(cursor.take(1).front() - '0');
   }
   value &= 0xFF;
   return value < 0x80 ? static_cast<char16_t>(value) : nextStepCharacters[value - 0x80];
 }
 
 // Four digits at most; none at all mean U+0000.
-char16_t readHexadecimal(std::string_view& rest) {
+char16_t readHexadecimal(Cursor& cursor) {
   unsigned value = 0;
-  for (int digits = 0; digits < 4 && !rest.empty(); ++digits) {
-    const std::optional<unsigned> digit = hexadecimalValue(rest.front());
+  for (int digits = 0; digits < 4 && !cursor.isAtEnd(); ++digits) {
+    const std::optional<unsigned> digit = hexadecimalValue(cursor.rest().front());
     if (!digit) break;
     value = value << 4 | *digit;
-    rest.remove_prefix(1);
+    cursor.take(1);
   }
   return static_cast<char16_t>(value);
 }
@@ -64,46 +67,40 @@ char16_t meaningOf(char escape) {
 
 // What stands behind a backslash. One that means nothing else is the character itself, which
 // is left in place if it is no ASCII; so a small "u" is not the escape that "U" is.
-void readEscape(std::string_view& rest, UTF16Decoder& text) {
-  if (rest.empty() || static_cast<unsigned char>(rest.front()) >= 0x80) return;
-  if (rest.front() >= '0' && rest.front() <= '7') {
-    text.append(readOctal(rest));
+void readEscape(Cursor& cursor, UTF16Decoder& text) {
+  if (cursor.isAtEnd() || static_cast<unsigned char>(cursor.rest().front()) >= 0x80) return;
+  if (isOctalDigit(cursor)) {
+    text.append(readOctal(cursor));
     return;
   }
-  const char escape = rest.front();
-  rest.remove_prefix(1);
-  text.append(escape == 'U' ? readHexadecimal(rest) : meaningOf(escape));
+  const char escape = cursor.take(1).front();
+  text.append(escape == 'U' ? readHexadecimal(cursor) : meaningOf(escape));
 }
 
-std::optional<std::string> readQuotedString(std::string_view& rest) {
-  const std::string stops = {rest.front(), '\\'};
-  rest.remove_prefix(1);
+std::optional<std::string> readQuotedString(Cursor& cursor) {
+  const std::string stops = {cursor.take(1).front(), '\\'};
   UTF16Decoder text;
   while (true) {
-    const std::size_t end = rest.find_first_of(stops);
+    const std::size_t end = cursor.rest().find_first_of(stops);
     if (end == std::string_view::npos) return std::nullopt;
-    if (end > 0) text.append(rest.substr(0, end));
-    const bool isEscape = rest[end] == '\\';
-    rest.remove_prefix(end + 1);
+    if (end > 0) text.append(cursor.take(end));
+    const bool isEscape = cursor.take(1) == "\\";
     if (!isEscape) return text.finish();
-    readEscape(rest, text);
+    readEscape(cursor, text);
   }
 }
 
 }  // namespace
 
-bool isOldTextString(std::string_view rest) {
-  return rest.starts_with('"') || rest.starts_with('\'') ||
-         (!rest.empty() && isUnquoted(rest.front()));
+bool isOpenStepString(const Cursor& cursor) {
+  return cursor.startsWith("\"") || cursor.startsWith("'") ||
+         (!cursor.isAtEnd() && isUnquoted(cursor.rest().front()));
 }
 
-std::optional<std::string> readOldTextString(std::string_view& rest) {
-  if (!isOldTextString(rest)) return std::nullopt;
-  if (!isUnquoted(rest.front())) return readQuotedString(rest);
-  const auto length = std::ranges::find_if_not(rest, isUnquoted) - rest.begin();
-  std::string text(rest.substr(0, static_cast<std::size_t>(length)));
-  rest.remove_prefix(text.size());
-  return text;
+std::optional<std::string> readOpenStepString(Cursor& cursor) {
+  if (!isOpenStepString(cursor)) return std::nullopt;
+  if (!isUnquoted(cursor.rest().front())) return readQuotedString(cursor);
+  return std::string(cursor.takeWhile(isUnquoted));
 }
 
 }  // namespace velmora

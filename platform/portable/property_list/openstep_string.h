@@ -1,17 +1,18 @@
-// The strings of property lists in the old text format.
+// The strings of property lists in the OpenStep format.
 #pragma once
 
 #include <optional>
 #include <string>
-#include <string_view>
+
+#include "platform/portable/text/cursor.h"
 
 namespace velmora {
 
-// Whether a string, quoted or not, begins `rest`.
-bool isOldTextString(std::string_view rest);
+// Whether a string, quoted or not, stands at the front of `cursor`.
+bool isOpenStepString(const Cursor& cursor);
 
-// Takes the string at the front of `rest`, which is UTF-8, with its quotes; nothing when there is
+// Takes the string at the front of `cursor`, which is UTF-8, with its quotes; nothing when there is
 // none or it does not end. A surrogate that an escape makes without its partner becomes U+FFFD.
-std::optional<std::string> readOldTextString(std::string_view& rest);
+std::optional<std::string> readOpenStepString(Cursor& cursor);
 
 }  // namespace velmora

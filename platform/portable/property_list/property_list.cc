@@ -18,7 +18,7 @@ PropertyListString propertyListString(std::string_view bytes, std::string_view k
   const std::optional<std::string_view> text = propertyListText(bytes, storage);
   if (!text) return {notAPropertyList, {}};
   if (auto found = xmlPropertyListString(*text, key)) return *std::move(found);
-  if (auto found = oldTextPropertyListString(*text, key)) return *std::move(found);
+  if (auto found = openStepPropertyListString(*text, key)) return *std::move(found);
   return {notAPropertyList, {}};
 }
 

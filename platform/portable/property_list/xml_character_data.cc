@@ -9,57 +9,49 @@
 namespace velmora {
 namespace {
 
-bool accept(std::string_view& rest, std::string_view expected) {
-  if (!rest.starts_with(expected)) return false;
-  rest.remove_prefix(expected.size());
-  return true;
-}
-
 // Up to eight digits; none at all mean U+0000.
-bool readCharacterReference(std::string_view& rest, std::string& bytes) {
-  const unsigned base = accept(rest, "x") ? 16 : 10;
-  const std::size_t length = rest.substr(0, 9).find(';');
+bool readCharacterReference(Cursor& cursor, std::string& bytes) {
+  const unsigned base = cursor.accept("x") ? 16 : 10;
+  const std::size_t length = cursor.rest().substr(0, 9).find(';');
   if (length == std::string_view::npos) return false;
   std::uint64_t value = 0;
-  for (const char character : rest.substr(0, length)) {
+  for (const char character : cursor.take(length)) {
     const std::optional<unsigned> digit = hexadecimalValue(character);
     if (!digit || *digit >= base) return false;
     value = value * base + *digit;
   }
-  rest.remove_prefix(length + 1);
+  cursor.accept(";");
   const auto scalar = static_cast<char32_t>(value);
   if (!isScalar(scalar)) return false;
   appendScalar(bytes, scalar);
   return true;
 }
 
-bool readReference(std::string_view& rest, std::string& bytes) {
+bool readReference(Cursor& cursor, std::string& bytes) {
   constexpr std::pair<std::string_view, char> entities[] = {
       {"lt;", '<'}, {"gt;", '>'}, {"amp;", '&'}, {"apos;", '\''}, {"quot;", '"'}};
   for (const auto& [name, character] : entities) {
-    if (!accept(rest, name)) continue;
+    if (!cursor.accept(name)) continue;
     bytes += character;
     return true;
   }
-  return accept(rest, "#") && readCharacterReference(rest, bytes);
+  return cursor.accept("#") && readCharacterReference(cursor, bytes);
 }
 
 }  // namespace
 
-std::optional<std::string> readXMLText(std::string_view& rest) {
+std::optional<std::string> readCharacterData(Cursor& cursor) {
   std::string bytes;
   while (true) {
-    const std::size_t end = rest.find_first_of("<&");
-    if (end == std::string_view::npos) return std::nullopt;
-    bytes += rest.substr(0, end);
-    rest.remove_prefix(end);
-    if (accept(rest, "&")) {
-      if (!readReference(rest, bytes)) return std::nullopt;
-    } else if (accept(rest, "<![CDATA[")) {
-      const std::string_view section = rest.substr(0, rest.find("]]>"));
-      bytes += section;
-      rest.remove_prefix(section.size());
-      if (!accept(rest, "]]>")) return std::nullopt;
+    bytes += cursor.takeWhile([](char character) { return character != '<' && character != '&'; });
+    if (cursor.isAtEnd()) return std::nullopt;
+    if (cursor.accept("&")) {
+      if (!readReference(cursor, bytes)) return std::nullopt;
+    } else if (cursor.accept("<![CDATA[")) {
+      const std::size_t end = cursor.rest().find("]]>");
+      if (end == std::string_view::npos) return std::nullopt;
+      bytes += cursor.take(end);
+      cursor.accept("]]>");
     } else {
       break;
     }

@@ -1,16 +1,17 @@
-// The text of an element of an XML property list.
+// Character data: what stands between two tags of an XML property list.
 #pragma once
 
 #include <optional>
 #include <string>
-#include <string_view>
+
+#include "platform/portable/text/cursor.h"
 
 namespace velmora {
 
-// Takes the characters, references and CDATA sections at the front of `rest` up to the next tag;
+// Takes the characters, references and CDATA sections at the front of `cursor` up to the next tag;
 // nothing when they are not UTF-8, do not end, or have a reference other than to a character or
 // one of the five predefined entities. A byte-order mark at the beginning is lost, as in Apple's
 // strings.
-std::optional<std::string> readXMLText(std::string_view& rest);
+std::optional<std::string> readCharacterData(Cursor& cursor);
 
 }  // namespace velmora

@@ -1,6 +1,5 @@
 #include "platform/portable/property_list/xml_property_list.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -8,6 +7,8 @@
 
 #include "platform/portable/property_list/xml_character_data.h"
 #include "platform/portable/property_list/xml_values.h"
+#include "platform/portable/text/cursor.h"
+#include "platform/unreachable.h"
 
 namespace velmora {
 namespace {
@@ -16,11 +17,15 @@ using Outcome = PropertyListString::Outcome;
 
 constexpr std::string_view whiteSpace = " \t\n\r";
 
-// Reads from the front of the text. The elements that are open stand on a stack of one byte each;
+bool isWhiteSpace(char character) {
+  return whiteSpace.find(character) != std::string_view::npos;
+}
+
+// The elements that are open stand on a stack of one byte each;
 // a function that meets a fault returns false, or nothing, and ends the reading.
 class XMLReader {
  public:
-  XMLReader(std::string_view text, std::string_view key) : rest_(text), key_(key) {}
+  XMLReader(std::string_view text, std::string_view key) : cursor_(text), key_(key) {}
 
   std::optional<PropertyListString> read() {
     while (!isComplete_) {
@@ -41,37 +46,36 @@ class XMLReader {
   // What may stand between values: white space, comments, instructions, and tags.
   bool readMarkup() {
     skipWhiteSpace();
-    if (!accept("<")) return false;
+    if (!cursor_.accept("<")) return false;
     // Inside an element Apple's reader looks for the end from the last character of the opening
     // on: "<?>" and "<!--->" are whole there.
     const std::size_t overlap = levels_.empty() ? 0 : 1;
-    if (rest_.starts_with("?")) return skipPast("?>", 1 - overlap);
-    if (rest_.starts_with("!--")) return skipPast("-->", 3 - overlap);
-    if (levels_.empty() && accept("!DOCTYPE")) return skipDocumentType();
-    return accept("/") ? closeLevel() : readElement();
+    if (cursor_.startsWith("?")) return cursor_.skipPast("?>", 1 - overlap);
+    if (cursor_.startsWith("!--")) return cursor_.skipPast("-->", 3 - overlap);
+    if (levels_.empty() && cursor_.accept("!DOCTYPE")) return skipDocumentType();
+    return cursor_.accept("/") ? closeLevel() : readElement();
   }
 
   bool skipDocumentType() {
-    const std::size_t end = rest_.find_first_of("[>");
+    const std::size_t end = cursor_.rest().find_first_of("[>");
     if (end == std::string_view::npos) return false;
-    const bool hasSubset = rest_[end] == '[';
-    rest_.remove_prefix(end + 1);
+    const bool hasSubset = cursor_.take(end + 1).back() == '[';
     if (!hasSubset) return true;
     if (!skipInternalSubset()) return false;
     skipWhiteSpace();
-    return accept(">");
+    return cursor_.accept(">");
   }
 
   // Declarations end at their first ">", even a quoted one.
   bool skipInternalSubset() {
     while (true) {
       skipWhiteSpace();
-      if (accept("]")) return true;
-      const bool isSkipped = accept("%")      ? skipPast(";")
-                             : accept("<?")   ? skipPast("?>")
-                             : accept("<!--") ? skipPast("-->")
-                             : accept("<!")   ? skipPast(">")
-                                              : false;
+      if (cursor_.accept("]")) return true;
+      const bool isSkipped = cursor_.accept("%")      ? cursor_.skipPast(";")
+                             : cursor_.accept("<?")   ? cursor_.skipPast("?>")
+                             : cursor_.accept("<!--") ? cursor_.skipPast("-->")
+                             : cursor_.accept("<!")   ? cursor_.skipPast(">")
+                                                      : false;
       if (!isSkipped) return false;
     }
   }
@@ -91,19 +95,20 @@ class XMLReader {
         return finishTag("dict") && endValue();
       case Level::emptyPlist:
       case Level::dictionaryValue:
-        break;
+        return false;
     }
-    return false;
+    unreachable();
   }
 
   // An opening tag; if it opens a scalar, all of it.
   bool readElement() {
-    const std::size_t end = rest_.find('>');
+    const std::size_t end = cursor_.rest().find('>');
     if (end == std::string_view::npos || end == 0) return false;
-    const bool isEmpty = rest_[end - 1] == '/';
-    const std::string_view tag = rest_.substr(0, end - (isEmpty ? 1 : 0));
+    std::string_view tag = cursor_.take(end);
+    cursor_.take(1);
+    const bool isEmpty = tag.ends_with('/');
+    if (isEmpty) tag.remove_suffix(1);
     const std::string_view name = tag.substr(0, tag.find_first_of(whiteSpace));
-    rest_.remove_prefix(end + 1);
     if (!mayStandHere(name)) return false;
     if (name == "plist") return !isEmpty && open(Level::emptyPlist);
     if (name == "array") return isEmpty ? endValue(Kind::other) : open(Level::array);
@@ -129,7 +134,7 @@ class XMLReader {
 
   bool readScalar(std::string_view name, bool isEmpty) {
     if (name == "string" || name == "key") {
-      std::optional<std::string> text = isEmpty ? std::string() : readXMLText(rest_);
+      std::optional<std::string> text = isEmpty ? std::string() : readCharacterData(cursor_);
       if (!text || (!isEmpty && !readClosingTag(name))) return false;
       value_ = {Kind::string, *std::move(text)};
       return endValue();
@@ -143,11 +148,11 @@ class XMLReader {
   bool readPlainContent(std::string_view name) {
     bool isTaken = false;
     if (name == "real") {
-      const std::optional<std::string> text = readXMLText(rest_);
+      const std::optional<std::string> text = readCharacterData(cursor_);
       isTaken = text && isPropertyListReal(*text);
     } else {
-      const std::string_view content = rest_.substr(0, rest_.find('<'));
-      rest_.remove_prefix(content.size());
+      const std::string_view content =
+          cursor_.takeWhile([](char character) { return character != '<'; });
       isTaken = (name == "integer" && isPropertyListInteger(content)) ||
                 (name == "date" && isPropertyListDate(content)) ||
                 (name == "data" && isPropertyListData(content));
@@ -155,12 +160,12 @@ class XMLReader {
     return isTaken && readClosingTag(name);
   }
 
-  bool readClosingTag(std::string_view name) { return accept("</") && finishTag(name); }
+  bool readClosingTag(std::string_view name) { return cursor_.accept("</") && finishTag(name); }
 
   bool finishTag(std::string_view name) {
-    if (!accept(name)) return false;
+    if (!cursor_.accept(name)) return false;
     skipWhiteSpace();
-    return accept(">");
+    return cursor_.accept(">");
   }
 
   bool endValue(Kind kind) {
@@ -193,24 +198,9 @@ class XMLReader {
     sought_ = {isString ? Outcome::found : Outcome::notAString, std::move(value_.text)};
   }
 
-  bool accept(std::string_view expected) {
-    if (!rest_.starts_with(expected)) return false;
-    rest_.remove_prefix(expected.size());
-    return true;
-  }
+  void skipWhiteSpace() { cursor_.takeWhile(isWhiteSpace); }
 
-  bool skipPast(std::string_view end, std::size_t from = 0) {
-    const std::size_t at = rest_.find(end, from);
-    if (at == std::string_view::npos) return false;
-    rest_.remove_prefix(at + end.size());
-    return true;
-  }
-
-  void skipWhiteSpace() {
-    rest_.remove_prefix(std::min(rest_.find_first_not_of(whiteSpace), rest_.size()));
-  }
-
-  std::string_view rest_;
+  Cursor cursor_;
   const std::string_view key_;
   std::vector<Level> levels_;
   std::size_t topLevelDepth_ = 0;

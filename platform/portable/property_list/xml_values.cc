@@ -5,6 +5,7 @@
 #include <limits>
 #include <string>
 
+#include "platform/portable/text/cursor.h"
 #include "platform/portable/text/hexadecimal.h"
 
 namespace velmora {
@@ -14,19 +15,8 @@ bool isDigit(char character) {
   return character >= '0' && character <= '9';
 }
 
-void skipDigits(std::string_view& rest) {
-  rest.remove_prefix(static_cast<std::size_t>(
-      std::distance(rest.begin(), std::ranges::find_if_not(rest, isDigit))));
-}
-
-bool accept(std::string_view& rest, std::string_view characters) {
-  if (rest.empty() || characters.find(rest.front()) == std::string_view::npos) return false;
-  rest.remove_prefix(1);
-  return true;
-}
-
-bool acceptDigit(std::string_view& rest) {
-  return accept(rest, "0123456789");
+bool acceptDigit(Cursor& cursor) {
+  return cursor.acceptAny("0123456789");
 }
 
 // The length of the white space at the front, as Apple's number scanners see it: all control
@@ -42,8 +32,8 @@ std::size_t spaceLength(std::string_view rest) {
   return isGeneralPunctuation && static_cast<unsigned char>(rest[2]) <= 0x8B ? 3 : 0;
 }
 
-void skipSpace(std::string_view& rest) {
-  while (const std::size_t length = spaceLength(rest)) rest.remove_prefix(length);
+void skipSpace(Cursor& cursor) {
+  while (const std::size_t length = spaceLength(cursor.rest())) cursor.take(length);
 }
 
 bool isNameOfReal(std::string_view content) {
@@ -59,18 +49,16 @@ bool isNameOfReal(std::string_view content) {
 }  // namespace
 
 bool isPropertyListInteger(std::string_view content) {
-  skipSpace(content);
-  const bool isNegative = content.starts_with('-');
-  if (accept(content, "+-")) skipSpace(content);
-  const bool isHexadecimal = content.starts_with("0x") || content.starts_with("0X");
-  if (isHexadecimal) content.remove_prefix(2);
-  if (content.empty()) return false;
-
-  const std::uint64_t base = isHexadecimal ? 16 : 10;
+  Cursor cursor(content);
+  skipSpace(cursor);
+  const bool isNegative = cursor.startsWith("-");
+  if (cursor.acceptAny("+-")) skipSpace(cursor);
+  const std::uint64_t base = cursor.accept("0x") || cursor.accept("0X") ? 16 : 10;
   const std::uint64_t maximum = isNegative ? std::uint64_t{1} << 63  // the least is one further
                                            : std::numeric_limits<std::uint64_t>::max();
+  if (cursor.isAtEnd()) return false;
   std::uint64_t value = 0;
-  for (const char character : content) {
+  for (const char character : cursor.rest()) {
     const std::optional<unsigned> digit = hexadecimalValue(character);
     if (!digit || *digit >= base || value > (maximum - *digit) / base) return false;
     value = value * base + *digit;
@@ -80,34 +68,28 @@ bool isPropertyListInteger(std::string_view content) {
 
 bool isPropertyListReal(std::string_view content) {
   if (isNameOfReal(content)) return true;
-  skipSpace(content);
-  accept(content, "+-");
-  const std::size_t before = content.size();
-  skipDigits(content);
-  std::size_t digits = before - content.size();
-  if (accept(content, ".")) {
-    const std::size_t behindPoint = content.size();
-    skipDigits(content);
-    digits += behindPoint - content.size();
-  }
+  Cursor cursor(content);
+  skipSpace(cursor);
+  cursor.acceptAny("+-");
+  std::size_t digits = cursor.takeWhile(isDigit).size();
+  if (cursor.accept(".")) digits += cursor.takeWhile(isDigit).size();
   if (digits == 0) return false;
-  if (accept(content, "eE")) {
-    accept(content, "+-");
-    if (!acceptDigit(content)) return false;
-    skipDigits(content);
+  if (cursor.acceptAny("eE")) {
+    cursor.acceptAny("+-");
+    if (cursor.takeWhile(isDigit).empty()) return false;
   }
-  return content.empty();
+  return cursor.isAtEnd();
 }
 
 bool isPropertyListDate(std::string_view content) {
-  accept(content, "-");
-  skipDigits(content);
+  Cursor cursor(content);
+  cursor.accept("-");
+  cursor.takeWhile(isDigit);
   for (const char expected : std::string_view("-dd-ddTdd:dd:ddZ")) {
-    const bool isExpected =
-        expected == 'd' ? acceptDigit(content) : accept(content, {&expected, 1});
+    const bool isExpected = expected == 'd' ? acceptDigit(cursor) : cursor.accept({&expected, 1});
     if (!isExpected) return false;
   }
-  return content.empty();
+  return cursor.isAtEnd();
 }
 
 bool isPropertyListData(std::string_view content) {
