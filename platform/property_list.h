@@ -25,7 +25,8 @@ struct PropertyListString {
 // `bytes`. The whole property list is checked, so that a file damaged behind the key is refused;
 // what may follow it, as behind the closing tag of XML, is looked at no more than by Apple's
 // reader. Where a key comes twice, the value that Apple's reader keeps is the one: the last in
-// XML and OpenStep, the first in a binary. Empty `bytes` are no property list; white space is an empty one.
+// XML and OpenStep, the first in a binary. Empty `bytes` are no property list, nor is a byte-order
+// mark alone; white space is an empty one.
 // Time is linear in the size of `bytes`, memory bounded by a small multiple of it, and the stack
 // does not grow with it. Opens nothing, whatever an entity asks for. Raises std::bad_alloc only.
 PropertyListString propertyListString(std::string_view bytes, std::string_view key);

@@ -85,7 +85,7 @@ std::optional<BinaryObject> BinaryObjects::object(std::size_t offset) const {
     case 0x5:
       return countedObject(offset, Kind::ascii, 1);
     case 0x6:
-      return countedObject(offset, Kind::utf16, 2);
+      return utf16String(offset);
     case 0x8:
       return uniqueIdentifier(offset);
     case 0xA:
@@ -101,6 +101,13 @@ std::optional<BinaryObject> BinaryObjects::object(std::size_t offset) const {
 std::optional<BinaryObject> BinaryObjects::fixedObject(std::size_t offset, std::size_t size) const {
   if (size >= tableOffset_ - offset) return std::nullopt;
   return BinaryObject{BinaryObject::Kind::other, offset + 1, offset + 1 + size};
+}
+
+// An empty one makes the whole unreadable to Apple's reader, which takes the lack of characters
+// for a lack of memory.
+std::optional<BinaryObject> BinaryObjects::utf16String(std::size_t offset) const {
+  const std::optional<BinaryObject> string = countedObject(offset, BinaryObject::Kind::utf16, 2);
+  return string && string->count > 0 ? string : std::nullopt;
 }
 
 // An integer of 32 bits, of whatever size.

@@ -52,6 +52,7 @@ class BinaryObjects {
   bool checkOffsets() const;
   std::size_t offsetOf(std::size_t number) const;
   std::optional<BinaryObject> fixedObject(std::size_t offset, std::size_t size) const;
+  std::optional<BinaryObject> utf16String(std::size_t offset) const;
   std::optional<BinaryObject> uniqueIdentifier(std::size_t offset) const;
   std::optional<BinaryObject> countedObject(std::size_t offset, BinaryObject::Kind kind,
                                             std::size_t unitSize) const;

@@ -10,6 +10,10 @@ namespace {
 
 constexpr char32_t replacementCharacter = 0xFFFD;
 
+// What such an encoding has in its name.
+constexpr std::string_view noSupersetsOfASCII[] = {"utf16", "utf32", "utf7",    "ucs2",   "ucs4",
+                                                   "hzgb",  "cp037", "iso2022", "ebcdic", "ibm037"};
+
 bool isHighSurrogate(char16_t unit) {
   return (unit & 0xFC00) == 0xD800;
 }
@@ -52,10 +56,22 @@ std::optional<std::string> textOfUTF32(std::string_view bytes, bool isBigEndian)
   return text;
 }
 
-// The lower-cased name behind `encoding=` in the XML declaration; "utf-8" where there is none.
+// The letters, made small, and the digits of a name: whether it is "UTF_8" or "utf-8" does not
+// count.
+std::string essenceOf(std::string_view name) {
+  std::string essence;
+  for (const char character : name) {
+    const bool isCapital = character >= 'A' && character <= 'Z';
+    const char small = isCapital ? static_cast<char>(character + 32) : character;
+    if ((small >= 'a' && small <= 'z') || (small >= '0' && small <= '9')) essence += small;
+  }
+  return essence;
+}
+
+// The essence of the name behind `encoding=` in the XML declaration; "utf8" where there is none.
 std::string declaredEncoding(std::string_view bytes) {
   constexpr std::string_view attribute = "encoding=";
-  std::string name = "utf-8";
+  std::string name = "utf8";
   if (!bytes.starts_with("<?xml")) return name;
   bytes.remove_prefix(5);
   const std::string_view declaration = bytes.substr(0, bytes.find_first_of("?>"));
@@ -65,11 +81,19 @@ std::string declaredEncoding(std::string_view bytes) {
   if (value.empty() || (value.front() != '"' && value.front() != '\'')) return name;
   const std::size_t end = value.find(value.front(), 1);
   if (end == std::string_view::npos) return name;
-  name = value.substr(1, end - 1);
-  std::ranges::transform(name, name.begin(), [](char character) {
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character + 32) : character;
+  return essenceOf(value.substr(1, end - 1));
+}
+
+// Whether ASCII bytes may mean something else in the encoding of this name.
+bool mayBeNoSupersetOfASCII(std::string_view name) {
+  return std::ranges::any_of(noSupersetsOfASCII, [&](std::string_view family) {
+    return name.find(family) != std::string_view::npos;
   });
-  return name;
+}
+
+bool isASCII(std::string_view bytes) {
+  return std::ranges::all_of(bytes,
+                             [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
 }
 
 }  // namespace
@@ -90,11 +114,12 @@ std::optional<std::string_view> propertyListText(std::string_view bytes, std::st
   if (bytes.substr(0, 2).find('\0') != std::string_view::npos) return std::nullopt;
 
   const std::string name = declaredEncoding(bytes);
-  if (name == "utf-8" || name == "utf8") return bytes;
+  if (name == "utf8") return bytes;
   // What is no ASCII in US-ASCII is Latin 1 to Apple's strings.
-  for (const char* known : {"us-ascii", "ascii", "iso-8859-1", "iso_8859-1", "latin1"}) {
+  for (const char* known : {"usascii", "ascii", "iso88591", "latin1"}) {
     if (name == known) return keep(utf8OfLatin1(bytes));
   }
+  if (!mayBeNoSupersetOfASCII(name) && isASCII(bytes)) return bytes;
   return std::nullopt;
 }
 
@@ -137,6 +162,19 @@ std::string utf8OfUTF16BigEndian(std::string_view bytes) {
   UTF16Decoder decoder;
   decodeUTF16(bytes, true, decoder);
   return decoder.finish();
+}
+
+std::optional<std::string> utf8OfNearUTF8(std::string_view bytes) {
+  std::string text;
+  text.reserve(bytes.size());
+  while (!bytes.empty()) {
+    const Scalar scalar = firstScalar(bytes);
+    const bool isCopyrightSign = bytes.front() == '\xA9';  // of another encoding
+    if (scalar.value == Scalar::none && !isCopyrightSign) return std::nullopt;
+    appendScalar(text, isCopyrightSign ? replacementCharacter : scalar.value);
+    bytes.remove_prefix(scalar.length);
+  }
+  return text;
 }
 
 std::string utf8OfLatin1(std::string_view bytes) {

@@ -5,11 +5,12 @@
 #include <utility>
 #include <vector>
 
+#include "platform/portable/property_list/encoding.h"
+#include "platform/portable/property_list/nesting.h"
 #include "platform/portable/property_list/openstep_string.h"
 #include "platform/portable/text/cursor.h"
 #include "platform/portable/text/hexadecimal.h"
 #include "platform/unreachable.h"
-#include "platform/utf8.h"
 
 namespace velmora {
 namespace {
@@ -113,6 +114,7 @@ class OpenStepReader {
   }
 
   bool open(Level level, Place place) {
+    if (levels_.size() == maximumNesting) return false;
     levels_.push_back(level);
     place_ = place;
     return true;
@@ -185,7 +187,9 @@ class OpenStepReader {
 std::optional<PropertyListString> openStepPropertyListString(std::string_view text,
                                                              std::string_view key) {
   using Form = OpenStepReader::Form;
-  if (!decodeUTF8(text)) return std::nullopt;
+  const std::optional<std::string> decoded = utf8OfNearUTF8(text);
+  if (!decoded) return std::nullopt;
+  text = *decoded;
   OpenStepReader object(text, key, Form::object);
   if (object.isAtEndOfText()) return PropertyListString{Outcome::missing, {}};
   if (!object.read()) return std::nullopt;

@@ -16,7 +16,7 @@ PropertyListString propertyListString(std::string_view bytes, std::string_view k
   if (auto found = binaryPropertyListString(bytes, key)) return *std::move(found);
   std::string storage;
   const std::optional<std::string_view> text = propertyListText(bytes, storage);
-  if (!text) return {notAPropertyList, {}};
+  if (!text || text->empty()) return {notAPropertyList, {}};
   if (auto found = xmlPropertyListString(*text, key)) return *std::move(found);
   if (auto found = openStepPropertyListString(*text, key)) return *std::move(found);
   return {notAPropertyList, {}};

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "platform/portable/property_list/encoding.h"
 #include "platform/portable/text/hexadecimal.h"
 #include "platform/utf8.h"
 
@@ -58,7 +59,7 @@ std::optional<std::string> readCharacterData(Cursor& cursor) {
   }
   constexpr std::string_view byteOrderMark = "\uFEFF";
   const bool isMarked = bytes.starts_with(byteOrderMark);
-  return decodeUTF8(std::string_view(bytes).substr(isMarked ? byteOrderMark.size() : 0));
+  return utf8OfNearUTF8(std::string_view(bytes).substr(isMarked ? byteOrderMark.size() : 0));
 }
 
 }  // namespace velmora

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/portable/property_list/nesting.h"
 #include "platform/portable/property_list/xml_character_data.h"
 #include "platform/portable/property_list/xml_values.h"
 #include "platform/portable/text/cursor.h"
@@ -47,37 +48,19 @@ class XMLReader {
   bool readMarkup() {
     skipWhiteSpace();
     if (!cursor_.accept("<")) return false;
-    // Inside an element Apple's reader looks for the end from the last character of the opening
-    // on: "<?>" and "<!--->" are whole there.
-    const std::size_t overlap = levels_.empty() ? 0 : 1;
-    if (cursor_.startsWith("?")) return cursor_.skipPast("?>", 1 - overlap);
-    if (cursor_.startsWith("!--")) return cursor_.skipPast("-->", 3 - overlap);
-    if (levels_.empty() && cursor_.accept("!DOCTYPE")) return skipDocumentType();
+    // Where Apple's reader begins to look for the end depends on where it stands: in an element
+    // "<?>" is whole, and outside of every element "<!---->" is not.
+    const bool isInside = !levels_.empty();
+    if (cursor_.startsWith("?")) return cursor_.skipPast("?>", isInside ? 0 : 1);
+    if (cursor_.startsWith("!--")) return cursor_.skipPast("-->", isInside ? 3 : 4);
+    if (!isInside && cursor_.accept("!DOCTYPE")) return skipDocumentType();
     return cursor_.accept("/") ? closeLevel() : readElement();
   }
 
+  // One with an internal subset is refused: no version of Apple's reader takes it.
   bool skipDocumentType() {
-    const std::size_t end = cursor_.rest().find_first_of("[>");
-    if (end == std::string_view::npos) return false;
-    const bool hasSubset = cursor_.take(end + 1).back() == '[';
-    if (!hasSubset) return true;
-    if (!skipInternalSubset()) return false;
-    skipWhiteSpace();
+    cursor_.takeWhile([](char character) { return character != '[' && character != '>'; });
     return cursor_.accept(">");
-  }
-
-  // Declarations end at their first ">", even a quoted one.
-  bool skipInternalSubset() {
-    while (true) {
-      skipWhiteSpace();
-      if (cursor_.accept("]")) return true;
-      const bool isSkipped = cursor_.accept("%")      ? cursor_.skipPast(";")
-                             : cursor_.accept("<?")   ? cursor_.skipPast("?>")
-                             : cursor_.accept("<!--") ? cursor_.skipPast("-->")
-                             : cursor_.accept("<!")   ? cursor_.skipPast(">")
-                                                      : false;
-      if (!isSkipped) return false;
-    }
   }
 
   bool closeLevel() {
@@ -88,9 +71,11 @@ class XMLReader {
       case Level::fullPlist:  // is as its value is
         return finishTag("plist") && endValue();
       case Level::array:
+        --openContainers_;
         value_ = {Kind::other, {}};
         return finishTag("array") && endValue();
       case Level::dictionaryKey:
+        --openContainers_;
         value_ = {Kind::dictionary, {}};
         return finishTag("dict") && endValue();
       case Level::emptyPlist:
@@ -123,6 +108,7 @@ class XMLReader {
   }
 
   bool open(Level level) {
+    if (level != Level::emptyPlist && ++openContainers_ > maximumNesting) return false;
     levels_.push_back(level);
     // The first container is the top level, or stands in one that is no dictionary.
     if (level != Level::emptyPlist && topLevelDepth_ == 0) {
@@ -203,6 +189,7 @@ class XMLReader {
   Cursor cursor_;
   const std::string_view key_;
   std::vector<Level> levels_;
+  std::size_t openContainers_ = 0;
   std::size_t topLevelDepth_ = 0;
   bool isTopLevelDictionary_ = false;
   bool isComplete_ = false;
