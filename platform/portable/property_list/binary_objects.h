@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/portable/property_list/reading_progress.h"
+
 namespace velmora {
 
 struct BinaryObject {
@@ -24,7 +26,8 @@ struct BinaryObject {
 // The file is a row of objects, then the table of their offsets, by number, then a trailer.
 class BinaryObjects {
  public:
-  explicit BinaryObjects(std::string_view bytes) : bytes_(bytes) {}
+  BinaryObjects(std::string_view bytes, ReadingProgress& progress)
+      : bytes_(bytes), progress_(progress) {}
 
   // Whether header, trailer and table are sound; before all else.
   bool readTrailer();
@@ -58,6 +61,7 @@ class BinaryObjects {
                                             std::size_t unitSize) const;
 
   const std::string_view bytes_;
+  ReadingProgress& progress_;
   std::size_t offsetSize_ = 0;
   std::size_t referenceSize_ = 0;
   std::size_t objectCount_ = 0;

@@ -8,7 +8,6 @@
 #include "platform/portable/property_list/encoding.h"
 #include "platform/portable/property_list/nesting.h"
 #include "platform/portable/property_list/openstep_string.h"
-#include "platform/portable/text/cursor.h"
 #include "platform/portable/text/hexadecimal.h"
 #include "platform/unreachable.h"
 
@@ -17,17 +16,25 @@ namespace {
 
 using Outcome = PropertyListString::Outcome;
 
+constexpr bool isSpace(char character) {
+  return character == ' ' || (character >= '\t' && character <= '\r');
+}
+
+constexpr bool isDataSpace(char character) {
+  return isSpace(character) && character != '\v' && character != '\f';
+}
+
 constexpr std::string_view lineSeparator = "\u2028";
 constexpr std::string_view paragraphSeparator = "\u2029";
 
-// The containers that are open stand on a stack of one byte
-// each; a function that meets a fault returns false, or nothing, and ends the reading.
+// The containers that are open stand on a stack of one byte each; a function that meets a fault
+// returns false, or nothing, and ends the reading.
 class OpenStepReader {
  public:
   enum class Form { object, stringsFile };
 
-  OpenStepReader(std::string_view text, std::string_view key, Form form)
-      : cursor_(text), key_(key), form_(form) {
+  OpenStepReader(PropertyListText& text, std::string_view key, Form form, ReadingProgress& progress)
+      : text_(text), key_(key), form_(form), progress_(progress), cursor_(text.text(), progress) {
     if (form_ == Form::stringsFile) open(Level::dictionary, Place::key);
   }
 
@@ -46,9 +53,14 @@ class OpenStepReader {
 
   bool isString() const { return kind_ == Kind::string; }
 
-  PropertyListString result() && {
+  PropertyListString takeResult() {
     if (kind_ != Kind::dictionary) return {Outcome::notADictionary, {}};
-    return std::move(sought_);
+    if (outcome_ != Outcome::found) return {outcome_, {}};
+    std::optional<std::string> string = std::move(text_).takeString(
+        sought_.bytes, progress_,
+        [&](std::string_view, DecodedText& text) { return decode(sought_, text); });
+    if (!string) return {Outcome::notAString, {}};
+    return {Outcome::found, *std::move(string)};
   }
 
  private:
@@ -79,8 +91,8 @@ class OpenStepReader {
     if (cursor_.accept("{")) return open(Level::dictionary, Place::key);
     if (cursor_.accept("(")) return open(Level::array, Place::element);
     if (cursor_.accept("<")) return readData() && endValue(Kind::other, {});
-    std::optional<std::string> text = readOpenStepString(cursor_);
-    return text && endValue(Kind::string, *std::move(text));
+    const std::optional<OpenStepString> string = takeOpenStepString(cursor_);
+    return string && endValue(Kind::string, *string);
   }
 
   bool readKeyOrEnd() {
@@ -91,16 +103,16 @@ class OpenStepReader {
       place_ = Place::end;
       return true;
     }
-    std::optional<std::string> text = readOpenStepString(cursor_);
-    if (!text) return false;
-    if (levels_.size() == 1) isSought_ = *text == key_;
+    const std::optional<OpenStepString> string = takeOpenStepString(cursor_);
+    if (!string) return false;
+    if (levels_.size() == 1) isSought_ = isKey(*string);
     skipSpace();
     if (cursor_.accept("=")) {
       place_ = Place::value;
       return true;
     }
     // A key alone stands for itself.
-    return cursor_.startsWith(";") && endValue(Kind::string, *std::move(text));
+    return cursor_.startsWith(";") && endValue(Kind::string, *string);
   }
 
   bool readSeparator() {
@@ -125,16 +137,28 @@ class OpenStepReader {
     return endValue(kind, {});
   }
 
-  bool endValue(Kind kind, std::string text) {
+  bool endValue(Kind kind, const OpenStepString& string) {
     place_ = Place::behindValue;
     if (levels_.empty()) {
       kind_ = kind;
       place_ = Place::end;
     } else if (isSought_ && levels_.size() == 1) {
       // An array at the top level has no key, so nothing is sought in it.
-      sought_ = {kind == Kind::string ? Outcome::found : Outcome::notAString, std::move(text)};
+      outcome_ = kind == Kind::string ? Outcome::found : Outcome::notAString;
+      sought_ = string;
       isSought_ = false;
     }
+    return true;
+  }
+
+  bool isKey(const OpenStepString& string) {
+    if (string.isPlain) return string.bytes == key_;
+    return decodedExactly(progress_, text_.encoding(), key_.size(),
+                          [&](DecodedText& text) { return decode(string, text); }) == key_;
+  }
+
+  bool decode(const OpenStepString& string, DecodedText& text) {
+    decodeOpenStepString(string.bytes, progress_, text);
     return true;
   }
 
@@ -143,8 +167,8 @@ class OpenStepReader {
     while (!cursor_.accept(">")) {
       const std::string_view pair = cursor_.rest().substr(0, 2);
       if (pair.size() == 2 && hexadecimalValue(pair[0]) && hexadecimalValue(pair[1])) {
-        cursor_.take(2);
-      } else if (!cursor_.acceptAny(" \n\t\r") && !acceptSeparator()) {
+        cursor_.pass(2);
+      } else if (cursor_.takeWhile(isDataSpace).empty() && !acceptSeparator()) {
         return false;
       }
     }
@@ -153,52 +177,73 @@ class OpenStepReader {
 
   // White space and comments. A comment that does not end reaches to the end of the text.
   void skipSpace() {
-    while (true) {
-      if (cursor_.accept("//")) {
-        skipLine();
-      } else if (cursor_.accept("/*")) {
-        if (!cursor_.skipPast("*/")) cursor_.take(cursor_.rest().size());
-      } else if (!cursor_.acceptAny(" \t\n\v\f\r") && !acceptSeparator()) {
-        break;
-      }
+    do {
+      cursor_.takeWhile(isSpace);
+    } while (acceptSeparator() || skipComment());
+  }
+
+  bool skipComment() {
+    if (cursor_.accept("//")) {
+      skipLine();
+    } else if (cursor_.accept("/*")) {
+      if (!cursor_.skipPast("*/")) cursor_.take(cursor_.rest().size());
+    } else {
+      return false;
     }
+    return true;
   }
 
   void skipLine() {
-    while (!cursor_.isAtEnd() && !cursor_.acceptAny("\n\r") && !acceptSeparator()) cursor_.take(1);
+    while (!cursor_.isAtEnd() && !cursor_.acceptAny("\n\r") && !acceptSeparator()) {
+      cursor_.pass(1);
+      cursor_.takeWhile([](char character) {
+        return character != '\n' && character != '\r' && character != lineSeparator.front();
+      });
+    }
   }
 
   bool acceptSeparator() {
-    return cursor_.accept(lineSeparator) || cursor_.accept(paragraphSeparator);
+    if (!cursor_.startsWith(lineSeparator) && !cursor_.startsWith(paragraphSeparator)) return false;
+    cursor_.pass(lineSeparator.size());
+    return true;
   }
 
-  Cursor cursor_;
+  PropertyListText& text_;
   const std::string_view key_;
   const Form form_;
+  ReadingProgress& progress_;
+  CountingCursor cursor_;
   std::vector<Level> levels_;
   Place place_ = Place::value;
   Kind kind_ = Kind::other;  // of the top level, at the end
   bool isSought_ = false;    // whether the last key of the top-level dictionary is the one
-  PropertyListString sought_{Outcome::missing, {}};
+  Outcome outcome_ = Outcome::missing;
+  OpenStepString sought_{};
 };
+
+// Apple's reader looks at all of the text first.
+bool isWholeText(const PropertyListText& text, ReadingProgress& progress) {
+  DecodedText whole(progress, text.encoding());
+  whole.append(text.text());
+  return whole.finish();
+}
 
 }  // namespace
 
-std::optional<PropertyListString> openStepPropertyListString(std::string_view text,
-                                                             std::string_view key) {
+std::optional<PropertyListString> openStepPropertyListString(PropertyListText& text,
+                                                             std::string_view key,
+                                                             ReadingProgress& progress) {
   using Form = OpenStepReader::Form;
-  const std::optional<std::string> decoded = utf8OfNearUTF8(text);
-  if (!decoded) return std::nullopt;
-  text = *decoded;
-  OpenStepReader object(text, key, Form::object);
+  if (!isWholeText(text, progress)) return std::nullopt;
+  OpenStepReader object(text, key, Form::object, progress);
   if (object.isAtEndOfText()) return PropertyListString{Outcome::missing, {}};
   if (!object.read()) return std::nullopt;
-  if (object.isAtEndOfText()) return std::move(object).result();
+  if (object.isAtEndOfText()) return object.takeResult();
   // A string with something behind it can only be the first key of a strings file.
   if (!object.isString()) return std::nullopt;
-  OpenStepReader stringsFile(text, key, Form::stringsFile);
+  OpenStepReader stringsFile(text, key, Form::stringsFile, progress);
   if (!stringsFile.read()) return std::nullopt;
-  return std::move(stringsFile).result();
+  return stringsFile.takeResult();
 }
 
 }  // namespace velmora

@@ -3,15 +3,14 @@
 #include <cstdint>
 #include <utility>
 
-#include "platform/portable/property_list/encoding.h"
+#include "platform/portable/text/ascii.h"
 #include "platform/portable/text/hexadecimal.h"
-#include "platform/utf8.h"
 
 namespace velmora {
 namespace {
 
 // Up to eight digits; none at all mean U+0000.
-bool readCharacterReference(Cursor& cursor, std::string& bytes) {
+bool readCharacterReference(Cursor& cursor, DecodedText& text) {
   const unsigned base = cursor.accept("x") ? 16 : 10;
   const std::size_t length = cursor.rest().substr(0, 9).find(';');
   if (length == std::string_view::npos) return false;
@@ -21,45 +20,69 @@ bool readCharacterReference(Cursor& cursor, std::string& bytes) {
     if (!digit || *digit >= base) return false;
     value = value * base + *digit;
   }
-  cursor.accept(";");
-  const auto scalar = static_cast<char32_t>(value);
-  if (!isScalar(scalar)) return false;
-  appendScalar(bytes, scalar);
-  return true;
+  text.append(static_cast<char32_t>(value));
+  return cursor.accept(";");
 }
 
-bool readReference(Cursor& cursor, std::string& bytes) {
-  constexpr std::pair<std::string_view, char> entities[] = {
+bool readReference(Cursor& cursor, DecodedText& text) {
+  constexpr std::pair<std::string_view, char32_t> entities[] = {
       {"lt;", '<'}, {"gt;", '>'}, {"amp;", '&'}, {"apos;", '\''}, {"quot;", '"'}};
   for (const auto& [name, character] : entities) {
     if (!cursor.accept(name)) continue;
-    bytes += character;
+    text.append(character);
     return true;
   }
-  return cursor.accept("#") && readCharacterReference(cursor, bytes);
+  return cursor.accept("#") && readCharacterReference(cursor, text);
+}
+
+bool readSection(CountingCursor& cursor, DecodedText& text) {
+  constexpr std::string_view end = "]]>";
+  const std::string_view rest = cursor.rest();
+  if (!cursor.skipPast(end)) return false;
+  text.append(rest.substr(0, rest.size() - cursor.rest().size() - end.size()));
+  return true;
+}
+
+// Reads up to what is no character data: a tag, or the end.
+bool readPieces(CountingCursor& cursor, DecodedText& text) {
+  bool isRead = true;
+  while (isRead && text.isSound()) {
+    text.append(
+        cursor.takeWhile([](char character) { return character != '<' && character != '&'; }));
+    if (cursor.accept("&")) {
+      isRead = readReference(cursor, text);
+    } else if (cursor.accept("<![CDATA[")) {
+      isRead = readSection(cursor, text);
+    } else {
+      return text.isSound();
+    }
+  }
+  return false;
 }
 
 }  // namespace
 
-std::optional<std::string> readCharacterData(Cursor& cursor) {
-  std::string bytes;
-  while (true) {
-    bytes += cursor.takeWhile([](char character) { return character != '<' && character != '&'; });
-    if (cursor.isAtEnd()) return std::nullopt;
-    if (cursor.accept("&")) {
-      if (!readReference(cursor, bytes)) return std::nullopt;
-    } else if (cursor.accept("<![CDATA[")) {
-      const std::size_t end = cursor.rest().find("]]>");
-      if (end == std::string_view::npos) return std::nullopt;
-      bytes += cursor.take(end);
-      cursor.accept("]]>");
-    } else {
-      break;
-    }
-  }
+std::optional<CharacterData> takeCharacterData(CountingCursor& cursor, StringEncoding encoding,
+                                               ReadingProgress& progress) {
+  const CountingCursor begin = cursor;
+  // Nearly every string is of this kind, and needs no second look.
+  const std::string_view plain =
+      cursor.takeLength([](std::string_view piece) { return asciiLength(piece, '<', '&'); });
+  if (cursor.startsWith("</")) return CharacterData{plain, true};
+  cursor = begin;
+  DecodedText measured(progress, encoding);
+  if (!readPieces(cursor, measured) || !measured.finish() || cursor.isAtEnd()) return std::nullopt;
+  return CharacterData{begin.rest().substr(0, begin.rest().size() - cursor.rest().size()), false};
+}
+
+bool decodeCharacterData(std::string_view bytes, ReadingProgress& progress, DecodedText& text) {
+  CountingCursor cursor(bytes, progress);
+  return readPieces(cursor, text);
+}
+
+void removeByteOrderMark(std::string& text) {
   constexpr std::string_view byteOrderMark = "\uFEFF";
-  const bool isMarked = bytes.starts_with(byteOrderMark);
-  return utf8OfNearUTF8(std::string_view(bytes).substr(isMarked ? byteOrderMark.size() : 0));
+  if (text.starts_with(byteOrderMark)) text.erase(0, byteOrderMark.size());
 }
 
 }  // namespace velmora

@@ -1,11 +1,10 @@
 #include "platform/portable/property_list/xml_values.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <string>
 
-#include "platform/portable/text/cursor.h"
+#include "platform/portable/text/ascii.h"
 #include "platform/portable/text/hexadecimal.h"
 
 namespace velmora {
@@ -13,10 +12,6 @@ namespace {
 
 bool isDigit(char character) {
   return character >= '0' && character <= '9';
-}
-
-bool acceptDigit(Cursor& cursor) {
-  return cursor.acceptAny("0123456789");
 }
 
 // The length of the white space at the front, as Apple's number scanners see it: all control
@@ -32,8 +27,8 @@ std::size_t spaceLength(std::string_view rest) {
   return isGeneralPunctuation && static_cast<unsigned char>(rest[2]) <= 0x8B ? 3 : 0;
 }
 
-void skipSpace(Cursor& cursor) {
-  while (const std::size_t length = spaceLength(cursor.rest())) cursor.take(length);
+void skipSpace(CountingCursor& cursor) {
+  while (const std::size_t length = spaceLength(cursor.rest())) cursor.pass(length);
 }
 
 bool isNameOfReal(std::string_view content) {
@@ -48,53 +43,50 @@ bool isNameOfReal(std::string_view content) {
 
 }  // namespace
 
-bool isPropertyListInteger(std::string_view content) {
-  Cursor cursor(content);
-  skipSpace(cursor);
-  const bool isNegative = cursor.startsWith("-");
-  if (cursor.acceptAny("+-")) skipSpace(cursor);
-  const std::uint64_t base = cursor.accept("0x") || cursor.accept("0X") ? 16 : 10;
+bool isPropertyListInteger(CountingCursor content) {
+  skipSpace(content);
+  const bool isNegative = content.startsWith("-");
+  if (content.acceptAny("+-")) skipSpace(content);
+  const std::uint64_t base = content.accept("0x") || content.accept("0X") ? 16 : 10;
   const std::uint64_t maximum = isNegative ? std::uint64_t{1} << 63  // the least is one further
                                            : std::numeric_limits<std::uint64_t>::max();
-  if (cursor.isAtEnd()) return false;
   std::uint64_t value = 0;
-  for (const char character : cursor.rest()) {
+  const std::string_view digits = content.takeWhile([&](char character) {
     const std::optional<unsigned> digit = hexadecimalValue(character);
     if (!digit || *digit >= base || value > (maximum - *digit) / base) return false;
     value = value * base + *digit;
-  }
-  return true;
+    return true;
+  });
+  return !digits.empty() && content.isAtEnd();
 }
 
-bool isPropertyListReal(std::string_view content) {
-  if (isNameOfReal(content)) return true;
-  Cursor cursor(content);
-  skipSpace(cursor);
-  cursor.acceptAny("+-");
-  std::size_t digits = cursor.takeWhile(isDigit).size();
-  if (cursor.accept(".")) digits += cursor.takeWhile(isDigit).size();
+bool isPropertyListReal(CountingCursor content) {
+  if (isNameOfReal(content.rest())) return true;
+  skipSpace(content);
+  content.acceptAny("+-");
+  std::size_t digits = content.takeWhile(isDigit).size();
+  if (content.accept(".")) digits += content.takeWhile(isDigit).size();
   if (digits == 0) return false;
-  if (cursor.acceptAny("eE")) {
-    cursor.acceptAny("+-");
-    if (cursor.takeWhile(isDigit).empty()) return false;
+  if (content.acceptAny("eE")) {
+    content.acceptAny("+-");
+    if (content.takeWhile(isDigit).empty()) return false;
   }
-  return cursor.isAtEnd();
+  return content.isAtEnd();
 }
 
-bool isPropertyListDate(std::string_view content) {
-  Cursor cursor(content);
-  cursor.accept("-");
-  cursor.takeWhile(isDigit);
+bool isPropertyListDate(CountingCursor content) {
+  content.accept("-");
+  content.takeWhile(isDigit);
   for (const char expected : std::string_view("-dd-ddTdd:dd:ddZ")) {
-    const bool isExpected = expected == 'd' ? acceptDigit(cursor) : cursor.accept({&expected, 1});
-    if (!isExpected) return false;
+    const std::string_view wanted = expected == 'd' ? "0123456789" : std::string_view(&expected, 1);
+    if (!content.acceptAny(wanted)) return false;
   }
-  return cursor.isAtEnd();
+  return content.isAtEnd();
 }
 
-bool isPropertyListData(std::string_view content) {
-  return std::ranges::all_of(content,
-                             [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
+bool isPropertyListData(CountingCursor content) {
+  content.takeLength([](std::string_view piece) { return asciiLength(piece); });
+  return content.isAtEnd();
 }
 
 }  // namespace velmora
