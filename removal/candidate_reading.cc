@@ -83,7 +83,7 @@ CandidateReading readOpened(const FileDescriptor& file, std::uint64_t size, cons
   if (!canBeSpared(size)) return refused(Refusal::tooLarge);
   std::optional<std::string> data = readWhole(file, static_cast<std::size_t>(size), checkpoint);
   if (!data) return refused(Refusal::notReadWhole);
-  PropertyListString label = propertyListString(*data, "Label");
+  PropertyListString label = propertyListString(*data, "Label", nullptr);
   if (label.outcome != PropertyListString::Outcome::found) {
     return refused(refusalFor(label.outcome));
   }
