@@ -30,8 +30,8 @@ volatile std::sig_atomic_t interruptSeen = 0;
 class InterruptWatch {
  public:
   InterruptWatch() {
-    ::sigemptyset(&interrupt_);
-    ::sigaddset(&interrupt_, SIGINT);
+    sigemptyset(&interrupt_);
+    sigaddset(&interrupt_, SIGINT);
     ::pthread_sigmask(SIG_BLOCK, &interrupt_, &maskBefore_);
     struct sigaction action {};
     action.sa_handler = [](int) { interruptSeen = 1; };

@@ -16,7 +16,7 @@ std::uint64_t spareMemoryBytes() noexcept;
 void returnLargeBlocksWhenFreed() noexcept;
 
 // Has what the process has freed go back to the system, for whichever thread it was kept:
-// malloc_trim(3) on Linux.
+// malloc_trim(3) on Linux, malloc_zone_pressure_relief on macOS.
 void giveBackFreedMemory() noexcept;
 
 }  // namespace velmora

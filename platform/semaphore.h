@@ -1,14 +1,19 @@
-// A counting semaphore that starts at zero and whose wait takes any number of seconds.
-// (std::counting_semaphore of libstdc++ 12 can miss a wake-up.)
+// A counting semaphore that starts at zero and whose wait takes any number of seconds, counted as
+// systemUptime counts them. (std::counting_semaphore of libstdc++ 12 can miss a wake-up; libc++'s
+// clocks go on while a Mac sleeps, for which macOS has a semaphore of its own.)
 #pragma once
 
-#include <condition_variable>
-#include <mutex>
+#include <memory>
 
 namespace velmora {
 
 class Semaphore {
  public:
+  Semaphore();
+  Semaphore(const Semaphore&) = delete;
+  Semaphore& operator=(const Semaphore&) = delete;
+  ~Semaphore();
+
   // Never raises.
   void signal() noexcept;
 
@@ -17,9 +22,9 @@ class Semaphore {
   [[nodiscard]] bool waitFor(double seconds);
 
  private:
-  std::mutex mutex_;
-  std::condition_variable signalled_;
-  unsigned count_ = 0;
+  class Implementation;
+
+  std::unique_ptr<Implementation> implementation_;
 };
 
 }  // namespace velmora

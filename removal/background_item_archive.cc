@@ -58,7 +58,9 @@ ArchiveEntry writeArchiveEntry(const Candidate& candidate, const std::filesystem
     writeAtomically(entry.plistURL, candidate.data, ownerOnly, owner);
     writeAtomically(entry.metadataURL, encodeArchiveMetadata(metadata), ownerOnly, owner);
     // A file whose name is not on disk is lost in a power cut, whatever is on disk of its bytes.
-    synchronizeDirectory(folder);
+    // The one flush of an item that waits for the disk itself; it takes along what was flushed
+    // before.
+    synchronizeDirectory(folder, Flush::toDisk);
   } catch (...) {
     discardArchiveEntry(entry);
     throw;

@@ -45,12 +45,12 @@ bool isGone(const FileDescriptor& directory, const std::string& name) {
          errno == ENOENT;
 }
 
-// Keeps the deletion from coming undone in a power cut. A failure is nobody's loss: at worst the
-// file is there again, and in the archive as well. Raising one, of whatever kind, would have the
-// archive's copy discarded after the file is gone.
+// Keeps the deletion from coming undone in a power cut later on. A failure is nobody's loss: at
+// worst the file is there again, and in the archive as well. Raising one, of whatever kind, would
+// have the archive's copy discarded after the file is gone.
 void tryToSynchronize(const FileDescriptor& directory, const std::filesystem::path& path) noexcept {
   try {
-    synchronize(directory, path);
+    synchronize(directory, path, Flush::inOrder);
   } catch (...) {
   }
 }

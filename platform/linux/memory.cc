@@ -4,7 +4,6 @@
 #include <malloc.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstddef>
@@ -12,6 +11,7 @@
 #include <string_view>
 
 #include "platform/descriptor_io.h"
+#include "platform/portable/memory_to_spare.h"
 
 namespace velmora {
 namespace {
@@ -46,9 +46,6 @@ std::uint64_t bytesOfPages(int pages) noexcept {
   return static_cast<std::uint64_t>(count) * static_cast<std::uint64_t>(pageBytes);
 }
 
-// What even a machine short of memory has for a file of the usual size, thousands of times over.
-constexpr std::uint64_t alwaysSpared = std::uint64_t{4} << 20;
-
 }  // namespace
 
 // Left to itself, the C library raises its limit with the first large block that is freed, and then
@@ -66,9 +63,7 @@ void giveBackFreedMemory() noexcept {
 std::uint64_t spareMemoryBytes() noexcept {
   const std::optional<std::uint64_t> told = availableBytes();
   const std::uint64_t available = told ? *told : bytesOfPages(_SC_AVPHYS_PAGES);
-  const std::uint64_t reserve = bytesOfPages(_SC_PHYS_PAGES) / 4;
-  const std::uint64_t beyondReserve = available > reserve ? available - reserve : 0;
-  return std::max(beyondReserve, std::min(available, alwaysSpared));
+  return memoryToSpare(available, bytesOfPages(_SC_PHYS_PAGES));
 }
 
 }  // namespace velmora

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <condition_variable>
+#include <mutex>
 
 namespace velmora {
 namespace {
@@ -18,18 +20,37 @@ std::chrono::steady_clock::time_point pointAfter(double seconds) {
 
 }  // namespace
 
+class Semaphore::Implementation {
+ public:
+  void signal() noexcept {
+    const std::lock_guard lock(mutex_);
+    ++count_;
+    signalled_.notify_one();
+  }
+
+  bool waitFor(double seconds) {
+    const auto end = pointAfter(seconds);
+    std::unique_lock lock(mutex_);
+    if (!signalled_.wait_until(lock, end, [this] { return count_ > 0; })) return false;
+    --count_;
+    return true;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable signalled_;
+  unsigned count_ = 0;
+};
+
+Semaphore::Semaphore() : implementation_(std::make_unique<Implementation>()) {}
+Semaphore::~Semaphore() = default;
+
 void Semaphore::signal() noexcept {
-  const std::lock_guard lock(mutex_);
-  ++count_;
-  signalled_.notify_one();
+  implementation_->signal();
 }
 
 bool Semaphore::waitFor(double seconds) {
-  const auto end = pointAfter(seconds);
-  std::unique_lock lock(mutex_);
-  if (!signalled_.wait_until(lock, end, [this] { return count_ > 0; })) return false;
-  --count_;
-  return true;
+  return implementation_->waitFor(seconds);
 }
 
 }  // namespace velmora

@@ -28,7 +28,7 @@ void createDirectory(const std::filesystem::path& path) {
   if (!directory.isOpen() || ::fchmod(directory.get(), ownerOnly) != 0) {
     throw PlatformError("create", path, errno);
   }
-  synchronizeDirectory(path.parent_path());
+  synchronizeDirectory(path.parent_path(), Flush::inOrder);
 }
 
 void createDirectories(const std::filesystem::path& path) {
@@ -40,7 +40,7 @@ void createDirectories(const std::filesystem::path& path) {
     } else if (current.parent_path().has_relative_path()) {
       // It may be the work of a helper that was killed before the name was on disk. What lies in
       // the root folder itself is the system's.
-      synchronizeDirectory(current.parent_path());
+      synchronizeDirectory(current.parent_path(), Flush::inOrder);
     }
   }
 }

@@ -65,7 +65,7 @@ class PartialFile {
     if (::fchown(file_.get(), owner, static_cast<gid_t>(-1)) != 0) fail();
   }
 
-  void synchronize() { velmora::synchronize(file_, target_); }
+  void synchronize() { velmora::synchronize(file_, target_, Flush::inOrder); }
 
  private:
   [[noreturn]] void fail() const { throw PlatformError("write", target_, errno); }
@@ -88,16 +88,16 @@ void writeAtomically(const std::filesystem::path& path, std::string_view bytes, 
   file.moveIntoPlace();
 }
 
-void synchronize(const FileDescriptor& file, const std::filesystem::path& subject) {
-  while (flushToDisk(file) != 0) {
+void synchronize(const FileDescriptor& file, const std::filesystem::path& subject, Flush flush) {
+  while (flushOnce(file, flush) != 0) {
     if (errno != EINTR) throw PlatformError("synchronize", subject, errno);
   }
 }
 
-void synchronizeDirectory(const std::filesystem::path& path) {
+void synchronizeDirectory(const std::filesystem::path& path, Flush flush) {
   const FileDescriptor directory(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!directory.isOpen()) throw PlatformError("synchronize", path, errno);
-  synchronize(directory, path);
+  synchronize(directory, path, flush);
 }
 
 }  // namespace velmora

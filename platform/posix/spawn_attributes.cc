@@ -19,11 +19,11 @@ SpawnAttributes::SpawnAttributes() {
   try {
     sigset_t none;
     sigset_t all;
-    ::sigemptyset(&none);
-    ::sigfillset(&all);
+    sigemptyset(&none);
+    sigfillset(&all);
     // These two have no other disposition, and some systems refuse to be told so.
-    ::sigdelset(&all, SIGKILL);
-    ::sigdelset(&all, SIGSTOP);
+    sigdelset(&all, SIGKILL);
+    sigdelset(&all, SIGSTOP);
     check(::posix_spawnattr_setsigmask(&attributes_, &none));
     check(::posix_spawnattr_setsigdefault(&attributes_, &all));
     check(::posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));

@@ -179,13 +179,13 @@ void Task::kill() {
 }
 
 int Task::terminationStatus() const {
-  const std::optional<int> status = process_->waitStatus();
+  std::optional<int> status = process_->waitStatus();  // not const: some systems' macros mind
   if (!status) return -1;
   return WIFSIGNALED(*status) ? WTERMSIG(*status) : WEXITSTATUS(*status);
 }
 
 Task::TerminationReason Task::terminationReason() const {
-  const std::optional<int> status = process_->waitStatus();
+  std::optional<int> status = process_->waitStatus();
   // An end that nobody saw must not count as a success.
   return !status || WIFSIGNALED(*status) ? TerminationReason::uncaughtSignal
                                          : TerminationReason::exit;

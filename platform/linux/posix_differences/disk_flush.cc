@@ -4,7 +4,7 @@
 
 namespace velmora {
 
-int flushToDisk(const FileDescriptor& file) {
+int flushOnce(const FileDescriptor& file, Flush /*flush*/) {
   return ::fsync(file.get());
 }
 

@@ -1,0 +1,25 @@
+#include "platform/code_requirement_text.h"
+
+#include <algorithm>
+
+namespace velmora {
+namespace {
+
+bool isASCIILetterOrDigit(char character) {
+  return (character >= 'A' && character <= 'Z') || (character >= 'a' && character <= 'z') ||
+         (character >= '0' && character <= '9');
+}
+
+}  // namespace
+
+std::optional<std::string> codeRequirementText(const std::string& identifier,
+                                               const std::string& teamIdentifier) {
+  if (teamIdentifier.empty() || !std::ranges::all_of(teamIdentifier, isASCIILetterOrDigit)) {
+    return std::nullopt;
+  }
+  return "identifier \"" + identifier +
+         "\" and anchor apple generic and certificate leaf[subject.OU] = \"" + teamIdentifier +
+         "\"";
+}
+
+}  // namespace velmora
