@@ -22,7 +22,7 @@ std::string contentOf(const char* path) {
 }
 
 void readOurs(const std::string& bytes) {
-  require(propertyListString(bytes, "Label").outcome == PropertyListString::Outcome::found,
+  require(propertyListString(bytes, "Label", {}).outcome == PropertyListString::Outcome::found,
           "our reader");
 }
 
