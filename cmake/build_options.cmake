@@ -10,8 +10,10 @@ if(NOT APPLE)
   target_link_options(velmora_build_options INTERFACE -Wl,-z,relro,-z,now)
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-  # g++ 12 sees overlaps in std::string's own concatenation: GCC bug 105651.
+  # g++ 12 sees overlaps in std::string's own concatenation, and overflows when it optimises whole
+  # programs: GCC bug 105651.
   target_compile_options(velmora_build_options INTERFACE -Wno-restrict)
+  target_link_options(velmora_build_options INTERFACE -Wno-stringop-overflow)
 endif()
 
 if(VELMORA_SANITIZERS)
