@@ -17,6 +17,11 @@ namespace velmora {
 [[nodiscard]] std::optional<std::size_t> readAt(const FileDescriptor& file, std::uint64_t offset,
                                                 std::span<char> buffer) noexcept;
 
+// The same with one call, which may give less for other reasons than the file's end.
+[[nodiscard]] std::optional<std::size_t> readOnceAt(const FileDescriptor& file,
+                                                    std::uint64_t offset,
+                                                    std::span<char> buffer) noexcept;
+
 // Puts all of `bytes` at `offset`: pwrite(2).
 [[nodiscard]] bool writeAt(const FileDescriptor& file, std::uint64_t offset,
                            std::string_view bytes) noexcept;

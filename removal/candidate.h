@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <string>
 
 #include "removal/location_kind.h"
@@ -10,8 +9,8 @@
 namespace velmora {
 
 struct Candidate {
-  std::filesystem::path url;  // the location's folder and the file's name
-  std::string label;          // as the file has it
+  std::string url;    // the path: the location's folder and the file's name
+  std::string label;  // as the file has it
   LocationKind kind;
   std::string launchDomain;
   std::uint32_t expectedOwner;

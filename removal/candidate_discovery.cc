@@ -82,8 +82,9 @@ void examinePropertyLists(const Location& location, Deadline deadline, const Fil
   const ReadingCheckpoint checkpoint = endAt(deadline);
   // All names first: from half a listing, one of two files with the same label would seem unique.
   const std::string names = namesOfPropertyLists(directory, checkpoint);
+  std::string name;
   for (std::size_t at = 0; at < names.size();) {
-    const std::string name = names.c_str() + at;
+    name = names.c_str() + at;
     checkpoint();
     visit(name, readCandidate(directory, name, location, checkpoint));
     at += name.size() + 1;

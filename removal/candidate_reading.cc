@@ -30,7 +30,8 @@ constexpr std::size_t pieceBytes = std::size_t{1} << 20;
 constexpr std::uint64_t alwaysSparedBytes = std::uint64_t{1} << 16;
 
 bool canBeSpared(std::uint64_t fileBytes) {
-  return fileBytes <= alwaysSparedBytes || fileBytes <= spareMemoryBytes() / propertyListMemoryFactor;
+  return fileBytes <= alwaysSparedBytes ||
+         fileBytes <= spareMemoryBytes() / propertyListMemoryFactor;
 }
 
 CandidateReading refused(Refusal reason, std::string label = {}) {
@@ -48,11 +49,11 @@ std::optional<std::string> readWhole(const FileDescriptor& file, std::size_t siz
     checkpoint();
     const std::size_t at = bytes.size();
     bytes.resize(std::min(at + pieceBytes, size + 1));
-    const std::optional<std::size_t> count = readAt(file, at, std::span(bytes).subspan(at));
+    const std::optional<std::size_t> count = readOnceAt(file, at, std::span(bytes).subspan(at));
     if (!count) return std::nullopt;
-    if (*count == bytes.size() - at) continue;
+    const bool wasCutShort = *count < bytes.size() - at;
     bytes.resize(at + *count);
-    break;
+    if (*count == 0 || (wasCutShort && bytes.size() == size)) break;
   }
   if (bytes.size() != size) return std::nullopt;
   return bytes;
@@ -86,7 +87,7 @@ CandidateReading readOpened(const FileDescriptor& file, std::uint64_t size, cons
   if (!isAllowedLabel(label.value)) {
     return refused(Refusal::labelNotAllowed, std::move(label.value));
   }
-  return Candidate{.url = location.directory / name,
+  return Candidate{.url = location.directory.native() + '/' + name,
                    .label = std::move(label.value),
                    .kind = location.kind,
                    .launchDomain = location.launchDomain,
@@ -128,7 +129,7 @@ std::string_view description(CandidateRefusal refusal) {
 
 CandidateReading readCandidate(const FileDescriptor& directory, const std::string& name,
                                const Location& location, const ReadingCheckpoint& checkpoint) {
-  if (!decodeUTF8(name)) return refused(Refusal::nameNotText);
+  if (!isUTF8(name)) return refused(Refusal::nameNotText);
   const FileDescriptor file(::openat(directory.get(), name.c_str(),
                                      O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC));
   if (!file.isOpen()) return refused(errno == ELOOP ? Refusal::symbolicLink : Refusal::notOpened);

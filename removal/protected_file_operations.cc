@@ -69,8 +69,9 @@ FileDescriptor openDirectoryNoFollow(const std::filesystem::path& directory) {
 }
 
 void removeCandidateFile(const Candidate& candidate) {
-  const std::filesystem::path parent = candidate.url.parent_path();
-  const std::string name = candidate.url.filename();
+  const std::filesystem::path path = candidate.url;
+  const std::filesystem::path parent = path.parent_path();
+  const std::string name = path.filename();
   const FileDescriptor directory = openDirectoryNoFollow(parent);
   const FileDescriptor file(::openat(directory.get(), name.c_str(), fileFlags));
   if (!file.isOpen() || !isRegularFileOwnedBy(file, candidate.expectedOwner) ||

@@ -2,15 +2,9 @@
 
 #include <algorithm>
 
+#include "platform/portable/text/ascii.h"
+
 namespace velmora {
-namespace {
-
-bool isASCIILetterOrDigit(char character) {
-  return (character >= 'A' && character <= 'Z') || (character >= 'a' && character <= 'z') ||
-         (character >= '0' && character <= '9');
-}
-
-}  // namespace
 
 std::optional<std::string> codeRequirementText(const std::string& identifier,
                                                const std::string& teamIdentifier) {

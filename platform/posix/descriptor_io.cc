@@ -10,14 +10,22 @@ std::optional<std::size_t> readAt(const FileDescriptor& file, std::uint64_t offs
                                   std::span<char> buffer) noexcept {
   std::size_t size = 0;
   while (size < buffer.size()) {
-    const ssize_t count = ::pread(file.get(), buffer.data() + size, buffer.size() - size,
-                                  static_cast<off_t>(offset + size));
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return std::nullopt;
-    if (count == 0) break;
-    size += static_cast<std::size_t>(count);
+    const std::optional<std::size_t> count = readOnceAt(file, offset + size, buffer.subspan(size));
+    if (!count) return std::nullopt;
+    if (*count == 0) break;
+    size += *count;
   }
   return size;
+}
+
+std::optional<std::size_t> readOnceAt(const FileDescriptor& file, std::uint64_t offset,
+                                      std::span<char> buffer) noexcept {
+  ssize_t count = 0;
+  do {
+    count = ::pread(file.get(), buffer.data(), buffer.size(), static_cast<off_t>(offset));
+  } while (count < 0 && errno == EINTR);
+  if (count < 0) return std::nullopt;
+  return static_cast<std::size_t>(count);
 }
 
 bool writeAt(const FileDescriptor& file, std::uint64_t offset, std::string_view bytes) noexcept {

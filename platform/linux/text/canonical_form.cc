@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "platform/portable/text/ascii.h"
 #include "platform/text.h"
 #include "platform/utf8.h"
 
@@ -57,6 +58,7 @@ void flushRun(Scalars& marks, std::string& text) {
 // Never composed: equality needs no composition, and the library's drops U+11A7 behind a Hangul
 // syllable, which would make one of two different texts.
 std::string canonicalForm(std::string_view text) {
+  if (isASCII(text)) return std::string(text);
   std::string form;
   form.reserve(text.size());
   Scalars marks;

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 
+#include "platform/portable/text/ascii.h"
 #include "platform/utf8.h"
 
 namespace velmora {
@@ -23,6 +25,7 @@ bool isWhitespaceOrNewline(char32_t value) {
 
 // The categories of letters, marks and numbers stand side by side in the library's enumeration.
 bool isAlphanumeric(char32_t value) {
+  if (value < 0x80) return isASCIILetterOrDigit(static_cast<char>(value));
   const utf8proc_category_t category = categoryOf(value);
   return category >= UTF8PROC_CATEGORY_LU && category <= UTF8PROC_CATEGORY_NO;
 }
@@ -61,8 +64,12 @@ std::string trimWhitespaceAndNewlines(std::string_view text) {
 }
 
 std::string lowercased(std::string_view text) {
-  constexpr char32_t capitalIWithDotAbove = 0x130;
   std::string result;
+  if (isASCII(text)) {
+    std::ranges::transform(text, std::back_inserter(result), lowercasedASCII);
+    return result;
+  }
+  constexpr char32_t capitalIWithDotAbove = 0x130;
   result.reserve(text.size());
   for (std::size_t at = 0; at < text.size();) {
     const Scalar scalar = firstScalar(text.substr(at));

@@ -1,4 +1,4 @@
-// Runs of ASCII, looked for eight bytes at a time.
+// ASCII, which most texts are: runs of it, looked for eight bytes at a time, and its characters.
 #pragma once
 
 #include <bit>
@@ -35,6 +35,15 @@ inline std::size_t asciiLength(std::string_view bytes, char end = '\x80', char o
 
 inline bool isASCII(std::string_view bytes) {
   return asciiLength(bytes) == bytes.size();
+}
+
+constexpr bool isASCIILetterOrDigit(char character) {
+  return (character >= 'A' && character <= 'Z') || (character >= 'a' && character <= 'z') ||
+         (character >= '0' && character <= '9');
+}
+
+constexpr char lowercasedASCII(char character) {
+  return character >= 'A' && character <= 'Z' ? static_cast<char>(character + 32) : character;
 }
 
 }  // namespace velmora
