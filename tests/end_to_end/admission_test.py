@@ -226,6 +226,8 @@ class HelperItself(StageTestCase):
                 self.assertEqual(self.new_log(), [NO_TEAM])
                 self.assertEqual(helper_pid(), self.helper)
                 self.assert_served("alice")
+        with whole_again(HELPER):
+            self.assert_served("alice")  # by what was put in its place, as an update is
 
     def test_second_helper_leaves_the_socket_to_the_first(self):
         second = subprocess.run([HELPER], capture_output=True, text=True, timeout=30)
