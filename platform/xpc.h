@@ -74,11 +74,18 @@ void runRunLoop();
 // No answer came: the service cannot be reached, or the connection ended first.
 class XPCConnectionError : public LocalizedError {
  public:
-  explicit XPCConnectionError(std::string description) : description_(std::move(description)) {}
+  enum class Cause { endOfConnection, other };
+
+  explicit XPCConnectionError(std::string description, Cause cause = Cause::other)
+      : description_(std::move(description)), cause_(cause) {}
   std::string errorDescription() const override { return description_; }
+
+  // There was a connection, and the helper closed it or has ended.
+  bool isEndOfConnection() const { return cause_ == Cause::endOfConnection; }
 
  private:
   std::string description_;
+  Cause cause_;
 };
 
 // Connects a client to the Mach service `machServiceName`. Each method of the returned proxy
