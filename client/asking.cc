@@ -28,7 +28,7 @@ Answer makeCall(VelmoraMaintenanceHelperXPC& helper, const Call& call) {
   try {
     return call(helper);
   } catch (const XPCConnectionError& error) {
-    if (!error.isEndOfConnection()) throw;
+    if (error.cause() != XPCConnectionError::Cause::endOfConnection) throw;
     throw XPCConnectionError(
         "The helper had let this client in, and ended in the middle of the call, without an "
         "answer.");

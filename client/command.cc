@@ -80,6 +80,20 @@ constexpr std::array commands = {
             "removed. After a failure it is said which items are gone.\n",
         .action = Action::removeItems,
         .options = Command::json | Command::yes | Command::wait | Command::dryRun},
+    Command{
+        .name = "doctor",
+        .arguments = "[--json]",
+        .summary = "find out why the helper cannot be reached, or refuses",
+        .explanation =
+            "Asks the helper for its version and looks at the signatures of this program and of\n"
+            "the helper, and at the log, as far as you may. Each line is something found: \"ok\",\n"
+            "\"problem\" with what to do, or \"unknown\" where you may not look. Exit status 1\n"
+            "when there is a problem.\n"
+            "\n"
+            "With --json, one array, each finding an object with \"check\", \"state\" and\n"
+            "\"finding\", and \"remedy\" where there is one.\n",
+        .action = Action::diagnose,
+        .options = Command::json},
     Command{.name = "help",
             .arguments = "[COMMAND]...",
             .summary = "show how a command is used",

@@ -16,6 +16,7 @@ struct Command {
     performOperation,
     listItems,
     removeItems,
+    diagnose,
   };
 
   // Besides --help, which every command takes.

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "client/command_line.h"
+#include "client/doctor_command.h"
 #include "client/help_text.h"
 #include "client/list_command.h"
 #include "client/operation_command.h"
@@ -44,6 +45,8 @@ ExitStatus carryOut(const CommandLine& commandLine) {
       return runListCommand(commandLine.has(Command::json));
     case Command::Action::removeItems:
       return runRemoveCommand(commandLine);
+    case Command::Action::diagnose:
+      return runDoctorCommand(commandLine.has(Command::json));
     case Command::Action::showHelp:
       break;  // has become wantsHelp
   }

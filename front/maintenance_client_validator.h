@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "protocol/client_requirement.h"
+
 namespace velmora {
 
 class MaintenanceClientValidator {
@@ -18,9 +20,5 @@ class MaintenanceClientValidator {
   // nothing when there is no team identifier that could safely be part of it.
   std::optional<std::string> codeSigningRequirement() const;
 };
-
-// The requirement for clients of `teamIdentifier`; nothing unless that is one or more ASCII
-// letters and digits. It is spliced into the text unescaped, so nothing else may pass.
-std::optional<std::string> codeSigningRequirementForTeam(const std::string& teamIdentifier);
 
 }  // namespace velmora

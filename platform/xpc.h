@@ -74,14 +74,14 @@ void runRunLoop();
 // No answer came: the service cannot be reached, or the connection ended first.
 class XPCConnectionError : public LocalizedError {
  public:
-  enum class Cause { endOfConnection, other };
+  enum class Cause { notReached, endOfConnection, other };
 
   explicit XPCConnectionError(std::string description, Cause cause = Cause::other)
       : description_(std::move(description)), cause_(cause) {}
   std::string errorDescription() const override { return description_; }
 
-  // There was a connection, and the helper closed it or has ended.
-  bool isEndOfConnection() const { return cause_ == Cause::endOfConnection; }
+  // With endOfConnection there was one, and the helper closed it or has ended.
+  Cause cause() const { return cause_; }
 
  private:
   std::string description_;

@@ -12,8 +12,8 @@ import subprocess
 from pathlib import Path
 
 from removal_test import ARCHIVE, CHANGED, FOLDERS, ItemTestCase
-from stage_support import (BUSY, SERVICE, SOCKET, STAFF, USERS, StageTestCase, eventually,
-                           free_memory, main, run_as)
+from stage_support import (BUSY, CLIENT_IDENTIFIER, HELPER, SERVICE, SOCKET, STAFF, USERS,
+                           StageTestCase, eventually, free_memory, main, run_as)
 
 ASKED = "Memory purge: asked for, at most 55 s\n"
 REMOVAL = "Background item removal: "
@@ -105,6 +105,45 @@ class ClientTool(ItemTestCase):
         self.addCleanup(lambda: away.exists() and away.rename(SOCKET))
         self.assert_outcome(3, "", f"velmoractl: .*cannot be reached at {SOCKET}: .*\n",
                             "free-memory")
+
+    def test_doctor_tells_causes_apart_that_look_the_same(self):
+        def client(*signing, altered=False):
+            program = shutil.copy("/usr/local/bin/velmoractl", "/stage/patient")
+            Path(program + ".signature").unlink(missing_ok=True)
+            if signing:
+                subprocess.run(["stage-sign", signing[0], program, *signing[1:]], check=True)
+            if altered:
+                subprocess.run(["truncate", "--size=+1", program], check=True)
+            return program
+
+        refused, demanded = "helper: The helper closed the connection", "requirement: "
+        cases = [  # which client, and the problems that are found
+            (lambda: "velmoractl", []),
+            (client, [refused, "client signature: .* carries no signature", demanded]),
+            (lambda: client(CLIENT_IDENTIFIER, "OTHER"),
+             [refused, 'teams: .* team "OTHER".* team "VELMORA042"', demanded]),
+            (lambda: client("org.example.other"),
+             [refused, 'client identifier: .* signed as "org.example.other", not as', demanded]),
+            (lambda: client(CLIENT_IDENTIFIER, altered=True),
+             [refused, "client signature: .* has been altered", demanded]),
+            (lambda: Path(HELPER + ".signature").rename("/stage/away") and "velmoractl",
+             [refused, "helper signature: .* carries no signature", demanded + ".* nobody"]),
+            (lambda: os.rename(SOCKET, SOCKET + ".away") or "velmoractl",
+             [f"service: .* cannot be reached at {SOCKET}", "helper signature: ", demanded]),
+        ]
+        self.addCleanup(os.rename, "/stage/away", HELPER + ".signature")
+        self.addCleanup(os.rename, SOCKET + ".away", SOCKET)
+        for program, problems in cases:
+            with self.subTest(problems):
+                result = run_as("alice", program(), "doctor", "--json")
+                found = {each["check"]: each for each in json.loads(result.stdout)}
+                texts = [f"{check}: {each['finding']}" for check, each in found.items()
+                         if each["state"] == "problem" and each["remedy"]]
+                self.assertEqual((len(texts), result.returncode), (len(problems), bool(problems)))
+                for text, problem in zip(texts, problems):
+                    self.assertRegex(text, problem)
+                self.assertEqual(found["log"]["state"], "unknown")  # the stage has no journal
+        self.assert_outcome(1, "problem: service: (?s:.*)", "", "doctor")
 
     def test_helper_killed_in_mid_call_is_status_3_and_tells_what_is_gone(self):
         item = self.item("item")

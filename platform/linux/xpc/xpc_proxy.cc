@@ -39,7 +39,8 @@ FileDescriptor connectTo(const std::string& path) {
   if (!socket.isOpen() ||
       ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
     throw XPCConnectionError("The helper cannot be reached at " + path + ": " +
-                             std::generic_category().message(errno) + ".");
+                                 std::generic_category().message(errno) + ".",
+                             XPCConnectionError::Cause::notReached);
   }
   return socket;
 }
