@@ -81,6 +81,33 @@ constexpr std::array commands = {
         .action = Action::removeItems,
         .options = Command::json | Command::yes | Command::wait | Command::dryRun},
     Command{
+        .name = "archive list",
+        .arguments = "[--json]",
+        .summary = "list what was removed, as root",
+        .explanation =
+            "Reads the records of the archive, without the helper. A line has the id of what was\n"
+            "removed, when that was, the item's key and its file. An entry that is damaged is "
+            "named\n"
+            "on standard error, with exit status 1.\n"
+            "\n"
+            "With --json, one array, each record an object on a line of its own: \"id\", "
+            "\"label\",\n"
+            "\"kind\", \"originalPath\", \"removedAt\" (ISO 8601, UTC), \"clientUserIdentifier\",\n"
+            "\"restored\".\n",
+        .action = Action::listArchive,
+        .options = Command::json},
+    Command{
+        .name = "archive restore",
+        .arguments = "[--yes] [--load] ID...",
+        .summary = "put back what was removed, as root",
+        .explanation =
+            "Puts the file of each ID that 'velmoractl archive list' shows back where it was, "
+            "with\n"
+            "its bytes, the owner of its kind and mode 0644. Nothing that has the place by now is\n"
+            "replaced. The archive keeps its copy. The helper is not asked.\n",
+        .action = Action::restoreFromArchive,
+        .options = Command::yes | Command::load},
+    Command{
         .name = "doctor",
         .arguments = "[--json]",
         .summary = "find out why the helper cannot be reached, or refuses",

@@ -17,6 +17,8 @@ struct Command {
     listItems,
     removeItems,
     diagnose,
+    listArchive,
+    restoreFromArchive,
   };
 
   // Besides --help, which every command takes.

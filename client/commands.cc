@@ -4,6 +4,7 @@
 #include <exception>
 #include <string>
 
+#include "client/archive_command.h"
 #include "client/command_line.h"
 #include "client/doctor_command.h"
 #include "client/help_text.h"
@@ -45,6 +46,10 @@ ExitStatus carryOut(const CommandLine& commandLine) {
       return runListCommand(commandLine.has(Command::json));
     case Command::Action::removeItems:
       return runRemoveCommand(commandLine);
+    case Command::Action::listArchive:
+      return runArchiveListCommand(commandLine.has(Command::json));
+    case Command::Action::restoreFromArchive:
+      return runArchiveRestoreCommand(commandLine);
     case Command::Action::diagnose:
       return runDoctorCommand(commandLine.has(Command::json));
     case Command::Action::showHelp:

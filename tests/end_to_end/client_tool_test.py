@@ -9,6 +9,7 @@ import select
 import shutil
 import signal
 import subprocess
+import time
 from pathlib import Path
 
 from removal_test import ARCHIVE, CHANGED, FOLDERS, ItemTestCase
@@ -172,6 +173,7 @@ class ClientTool(ItemTestCase):
             release()
             self.assertEqual(terminal.exit_status(), 0)
         self.assertTrue(terminal.output.startswith("\rMemory purge: 0 s of at most 55 s\x1b[K"))
+        self.assertEqual(terminal.output.count("0 s of at most"), 1)
         last = terminal.output.rsplit("\r\x1b[K", 1)[1]
         self.assertRegex(last, r"\AMemory purge: done after [1-9]\d*\.\d s\r\n\Z")
         self.control("purge", "stderr=words", "exit=1")
@@ -261,11 +263,121 @@ class ClientTool(ItemTestCase):
                 self.assertRegex(terminal.output, "\r\n" + last.replace("|", r"\|"))
                 self.assertEqual(item.is_in_place(), status != 0)
                 self.assertEqual(bool(self.new_calls()), status == 0)
-        terminal = Terminal("-c", "velmoractl thin-local-snapshots >/dev/null 2>&1",
+        ask = "velmoractl thin-local-snapshots"
+        terminal = Terminal("-c", f"{ask} </dev/null; [ $? = 2 ] || exit 9; {ask} >/dev/null 2>&1",
                             program="/bin/sh")
         terminal.wait_for("cannot be brought back")
         os.write(terminal.terminal, b"n\n")
         self.assertEqual((terminal.exit_status(), self.new_calls()), (1, []))
+
+
+class Archive(ItemTestCase):
+    @staticmethod
+    def archive(*arguments):
+        return subprocess.run(["velmoractl", "archive", *arguments], capture_output=True, text=True,
+                              stdin=subprocess.DEVNULL, timeout=60)
+
+    def listed(self, *items):
+        entries = {each["originalPath"]: each
+                   for each in json.loads(self.archive("list", "--json").stdout)}
+        return [entries[str(item.path)] for item in items]
+
+    def removed(self, *items):
+        """What the archive lists of these items, and the paths of their records."""
+        run_as("alice", "velmoractl", "remove", "--yes", *(item.key for item in items))
+        entries = self.listed(*items)
+        self.new_calls()
+        return entries, [next(ARCHIVE.glob(f"*/{entry['id']}.json")) for entry in entries]
+
+    def test_removed_items_come_back_as_they_were_and_run(self):
+        items = [self.item("agent"), self.item("shared", kind="sharedAgent"),
+                 self.item("daemon", kind="systemDaemon")]
+        entries, records = self.removed(*items)
+        before = [record.read_bytes() for record in records]
+        removed_at = json.loads(before[0])["removedAt"] + 978307200
+        self.assertEqual(entries[0], {
+            "id": records[0].stem, "label": items[0].label, "kind": "userAgent",
+            "originalPath": str(items[0].path), "clientUserIdentifier": 501, "restored": False,
+            "removedAt": time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime(removed_at))})
+        identifiers = [entry["id"] for entry in entries]
+        for arguments, status in (([], 2), (["--yes", "unknown"], 1), (["--yes", "--load"], 0)):
+            result = self.archive("restore", *arguments, *identifiers, identifiers[0])
+            self.assertEqual(result.returncode, status, result)
+            self.assertEqual([item.is_in_place() for item in items], [status == 0] * 3)
+        for item in items:
+            self.assertEqual((item.path.stat().st_uid, item.path.stat().st_mode),
+                             (501 if item.kind == "userAgent" else 0, 0o100644))
+        self.assertEqual(self.new_calls(), [f"/bin/launchctl bootstrap {item.domain} {item.path}"
+                                            for item in items])
+        self.assertEqual([record.read_bytes() for record in records], before)
+        self.assertEqual([entry["restored"] for entry in self.listed(*items)], [True] * 3)
+        self.assertEqual(run_as("alice", "velmoractl", "archive", "list").returncode, 1)
+
+    def test_nothing_is_replaced_and_no_link_followed_on_the_way_back(self):
+        item, folder = self.item("item"), FOLDERS["userAgent"]
+        (entry,), _ = self.removed(item)
+        away = folder.with_name("away")
+        cases = [  # what is done first, what undoes it, the complaint
+            (lambda: item.path.write_text("own"), item.path.unlink, "File exists"),
+            (lambda: item.path.symlink_to("/stage/target"), item.path.unlink, "File exists"),
+            (item.path.mkdir, item.path.rmdir, "File exists"),
+            (lambda: folder.rename(away) and folder.symlink_to("/Library/LaunchDaemons"),
+             lambda: folder.unlink() or away.rename(folder), "contains a symbolic link"),
+        ]
+        for act, undo, complaint in cases:
+            with self.subTest(complaint):
+                act()
+                names = {path.name for path in folder.iterdir()}
+                result = self.archive("restore", "--yes", entry["id"])
+                undisturbed = {path.name for path in folder.iterdir()} == names
+                undo()
+                self.assertEqual((result.returncode, undisturbed), (1, True))
+                self.assertIn(complaint, result.stderr)
+        self.assertFalse(Path("/stage/target").exists())
+        self.assertEqual(self.listed(item)[0]["restored"], False)
+
+    def test_damaged_or_foreign_record_is_reported_and_never_acted_on(self):
+        item = self.item("item")
+        (entry,), (record,) = self.removed(item)
+        good, copy = json.loads(record.read_bytes()), record.with_suffix(".plist")
+        path, folder = good["originalPath"], FOLDERS["userAgent"]
+        daemon = {"token": f"systemDaemon|{item.label}"}
+        changes = [
+            {"originalPath": "/etc/x.plist"}, {"originalPath": f"{folder}/../x.plist"},
+            {"originalPath": f"{folder}/a/x.plist"}, {"originalPath": f"{folder}/.x.plist"},
+            {"originalPath": path + "\0"}, {"originalPath": path[1:]}, {"label": "other"}, daemon,
+            {"token": "agent|" + item.label}, {"clientUserIdentifier": USERS["bob"]},
+            {"clientUserIdentifier": 12345}, {"removedAt": 1e300}, {"removedAt": "today"},
+            {"label": "o", "token": "userAgent|o"}, {"token": "userAgent|o"},
+            daemon | {"originalPath": "/Library/LaunchDaemons/x.plist", "label": "other"}]
+        acts = [lambda change=change: record.write_text(json.dumps(good | change))
+                for change in changes] + [
+            lambda: record.write_text("[]"),
+            lambda: record.write_text(json.dumps(good) + " " * 70000), lambda: record.unlink(),
+            lambda: os.chown(record, USERS["alice"], STAFF),
+            lambda: record.chmod(0o666), lambda: record.parent.chmod(0o770),
+            lambda: record.rename("/stage/record") and record.symlink_to("/stage/record"),
+            lambda: copy.unlink(), lambda: os.chown(copy, USERS["alice"], STAFF),
+            lambda: copy.write_text("{Label = other;}"),
+            lambda: record.rename(record.with_name("x.json")) and
+            copy.rename(copy.with_name("x.plist"))]
+        before = self.folders()
+        self.assertEqual(self.archive("list").stderr, "")
+        kept = shutil.copytree(record.parent, "/stage/kept")
+        for act in acts:
+            act()
+            results = [self.archive("restore", "--yes", entry["id"]), self.archive("list")]
+            shutil.rmtree(record.parent)
+            shutil.copytree(kept, record.parent)
+            self.assertEqual([result.returncode for result in results], [1, 1], results)
+            self.assertIn("is damaged: ", results[1].stderr)
+            self.assertNotIn(entry["id"], results[1].stdout)
+        self.assertEqual(self.folders(), before)
+        self.assertEqual(self.archive("restore", "--yes", entry["id"]).returncode, 0)
+
+    @staticmethod
+    def folders():
+        return [sorted(folder.rglob("*")) for folder in (*FOLDERS.values(), Path("/etc"))]
 
 
 class Listing(StageTestCase):
