@@ -85,11 +85,18 @@ void runRunLoop();
 // No answer came: the service cannot be reached, or the connection ended first.
 class XPCConnectionError : public LocalizedError {
  public:
-  explicit XPCConnectionError(std::string description) : description_(std::move(description)) {}
+  enum class Cause { notReached, endOfConnection, other };
+
+  explicit XPCConnectionError(std::string description, Cause cause = Cause::other)
+      : description_(std::move(description)), cause_(cause) {}
   std::string errorDescription() const override { return description_; }
+
+  // With endOfConnection there was one, and the helper closed it or has ended.
+  Cause cause() const { return cause_; }
 
  private:
   std::string description_;
+  Cause cause_;
 };
 
 // Connects a client to the Mach service `machServiceName`. Each method of the returned proxy

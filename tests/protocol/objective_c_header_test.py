@@ -24,7 +24,7 @@ CONSTANTS = {
     "removal/location_kind.cc": {
         kind[0].upper() + kind[1:] + "Kind": rf'LocationKind::{kind}:\s*return "(.*)";'
         for kind in ("userAgent", "sharedAgent", "systemDaemon")},
-    "front/operation_lock.h": {
+    "protocol/operations.h": {
         "OperationAlreadyRunningMessage": MESSAGE.format("OperationAlreadyRunningMessage")},
     "front/failure.cc": {
         "OutOfMemoryMessage": MESSAGE.format("outOfMemoryMessage"),
