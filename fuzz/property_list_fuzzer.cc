@@ -16,15 +16,15 @@ void require(bool condition) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using velmora::PropertyListString;
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-  const PropertyListString found = velmora::propertyListString(bytes, "Label");
+  const PropertyListString found = velmora::propertyListString(bytes, "Label", nullptr);
   require(velmora::decodeUTF8(found.value).has_value());
   require(found.value.size() <= 2 * size);
   require(found.value.empty() || found.outcome == PropertyListString::Outcome::found);
 
-  const PropertyListString again = velmora::propertyListString(bytes, "Label");
+  const PropertyListString again = velmora::propertyListString(bytes, "Label", nullptr);
   require(again.outcome == found.outcome && again.value == found.value);
   // Another key tells the same of the file as a whole.
-  const PropertyListString other = velmora::propertyListString(bytes, "Program");
+  const PropertyListString other = velmora::propertyListString(bytes, "Program", nullptr);
   const auto isWhole = [](const PropertyListString& string) {
     return string.outcome != PropertyListString::Outcome::notAPropertyList &&
            string.outcome != PropertyListString::Outcome::notADictionary;

@@ -14,7 +14,6 @@
 
 #include "platform/descriptor_io.h"
 #include "platform/memory.h"
-#include "platform/property_list.h"
 #include "platform/unreachable.h"
 #include "platform/utf8.h"
 #include "removal/launchd_label.h"
@@ -26,15 +25,12 @@ using Refusal = CandidateRefusal;
 
 constexpr std::size_t pieceBytes = std::size_t{1} << 20;
 
-// What reading a file takes at most, as a multiple of its size, itself included.
-constexpr std::uint64_t memoryFactor = 3;
-
 // A job's property list is a few hundred bytes; asking the system for each would take longer than
 // reading them.
 constexpr std::uint64_t alwaysSparedBytes = std::uint64_t{1} << 16;
 
 bool canBeSpared(std::uint64_t fileBytes) {
-  return fileBytes <= alwaysSparedBytes || fileBytes <= spareMemoryBytes() / memoryFactor;
+  return fileBytes <= alwaysSparedBytes || fileBytes <= spareMemoryBytes() / propertyListMemoryFactor;
 }
 
 CandidateReading refused(Refusal reason, std::string label = {}) {
@@ -83,7 +79,7 @@ CandidateReading readOpened(const FileDescriptor& file, std::uint64_t size, cons
   if (!canBeSpared(size)) return refused(Refusal::tooLarge);
   std::optional<std::string> data = readWhole(file, static_cast<std::size_t>(size), checkpoint);
   if (!data) return refused(Refusal::notReadWhole);
-  PropertyListString label = propertyListString(*data, "Label");
+  PropertyListString label = propertyListString(*data, "Label", checkpoint);
   if (label.outcome != PropertyListString::Outcome::found) {
     return refused(refusalFor(label.outcome));
   }

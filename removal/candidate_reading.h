@@ -1,12 +1,12 @@
 // Examines one file of a launchd folder and reads it, if it is one that may be removed.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <string_view>
 #include <variant>
 
 #include "platform/file_descriptor.h"
+#include "platform/property_list.h"
 #include "removal/candidate.h"
 #include "removal/location.h"
 
@@ -37,9 +37,6 @@ struct RefusedFile {
 };
 
 using CandidateReading = std::variant<Candidate, RefusedFile>;
-
-// Called again and again while a file is read, whatever its size. What it raises ends the reading.
-using ReadingCheckpoint = std::function<void()>;
 
 // Examines the file `name`, as it was listed in the opened folder `directory` of `location`: type
 // and owner, bytes and label, all on one descriptor, so that a file put in its place meanwhile

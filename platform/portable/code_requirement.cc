@@ -3,20 +3,22 @@
 #include <algorithm>
 
 #include "platform/platform_error.h"
+#include "platform/portable/text/cursor.h"
+#include "platform/unreachable.h"
 
 namespace velmora {
 
 // Reads from the front of the text; whatever it does not expect there ends the reading.
 class CodeRequirement::Parser {
  public:
-  explicit Parser(std::string_view text) : rest_(text) {}
+  explicit Parser(std::string_view text) : cursor_(text) {}
 
   CodeRequirement parse() {
     CodeRequirement requirement;
     do {
       requirement.clauses_.push_back(clause());
     } while (accept("and"));
-    if (!rest_.empty()) refuse();
+    if (!cursor_.isAtEnd()) refuse();
     return requirement;
   }
 
@@ -35,12 +37,13 @@ class CodeRequirement::Parser {
   // Takes the token at the front if it is `expected`, and the spaces behind it. A word ends where
   // no letter or digit follows.
   bool accept(std::string_view expected) {
-    if (!rest_.starts_with(expected)) return false;
-    const std::string_view behind = rest_.substr(expected.size());
-    if (isWordCharacter(expected.back()) && !behind.empty() && isWordCharacter(behind.front())) {
+    Cursor behind = cursor_;
+    if (!behind.accept(expected)) return false;
+    if (isWordCharacter(expected.back()) && !behind.isAtEnd() &&
+        isWordCharacter(behind.rest().front())) {
       return false;
     }
-    rest_ = behind;
+    cursor_ = behind;
     skipSpaces();
     return true;
   }
@@ -51,16 +54,18 @@ class CodeRequirement::Parser {
 
   // No escapes: neither value that the helper puts in needs one.
   std::string quotedText() {
-    const std::size_t end = rest_.starts_with('"') ? rest_.find('"', 1) : std::string_view::npos;
-    if (end == std::string_view::npos) refuse();
-    std::string text(rest_.substr(1, end - 1));
-    if (text.find('\\') != std::string::npos) refuse();
-    rest_.remove_prefix(end + 1);
+    Cursor behind = cursor_;
+    const bool isQuoted = behind.accept("\"");
+    std::string text(behind.takeWhile([](char character) { return character != '"'; }));
+    if (!isQuoted || !behind.accept("\"") || text.find('\\') != std::string::npos) refuse();
+    cursor_ = behind;
     skipSpaces();
     return text;
   }
 
-  void skipSpaces() { rest_.remove_prefix(std::min(rest_.find_first_not_of(' '), rest_.size())); }
+  void skipSpaces() {
+    cursor_.takeWhile([](char character) { return character == ' '; });
+  }
 
   static bool isWordCharacter(char character) {
     return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
@@ -69,10 +74,10 @@ class CodeRequirement::Parser {
 
   [[noreturn]] void refuse() const {
     throw PlatformError("read", "the code signing requirement",
-                        "unexpected text at \"" + std::string(rest_) + "\"");
+                        "unexpected text at \"" + std::string(cursor_.rest()) + "\"");
   }
 
-  std::string_view rest_;
+  Cursor cursor_;
 };
 
 CodeRequirement CodeRequirement::parse(std::string_view text) {
@@ -88,9 +93,9 @@ bool CodeRequirement::isSatisfiedBy(std::string_view identifier,
       case Subject::organizationalUnit:
         return teamIdentifier == clause.value;
       case Subject::anchor:
-        break;
+        return true;
     }
-    return true;
+    unreachable();
   });
 }
 

@@ -5,7 +5,7 @@ usage: property_list_differential_test.py LOOKUP plistlib [FOLDER] | gnustep
 
 LOOKUP is the program property_list_lookup. The files are generated, in every format, always the
 same. What a file must yield is known from how it was made, and the independent reader has to
-confirm it: plistlib for XML and binary files, GNUstep for old text. Exits with 77 where GNUstep is
+confirm it: plistlib for XML and binary files, GNUstep for OpenStep ones. Exits with 77 where GNUstep is
 missing. With FOLDER, its files are compared instead, whatever they hold, as far as plistlib takes
 them.
 """
@@ -26,7 +26,7 @@ from property_list_reading import REFUSED, expected, look_up
 VALUES = 120
 ALPHABET = "abcLABEL.019-_ /:&<>\"'\\;={}(),\u00e9\u0100\u2028\ufffd\U0001F600"
 XML_COMMENTS = ["<!-- a comment -->", "<!-- <key>Label</key><string>x</string> -->"]
-TEXT_COMMENTS = ["/* Label = x; */", "// Label = x;\n"]
+OPENSTEP_COMMENTS = ["/* Label = x; */", "// Label = x;\n"]
 
 
 class Generator:
@@ -86,15 +86,15 @@ class Generator:
                                            f"&#{ord(character)};", f"&#x{ord(character):x};",
                                            f"<![CDATA[{character}]]>"]) for character in text)
 
-    def old_text(self, value):
-        """Numbers and truth values, of which old text has none, are strings there."""
-        space = self.space(TEXT_COMMENTS)
+    def openstep(self, value):
+        """Numbers and truth values, of which OpenStep has none, are strings there."""
+        space = self.space(OPENSTEP_COMMENTS)
         if isinstance(value, dict):
-            entries = "".join(f"{self.space(TEXT_COMMENTS)}{self.string(key)}{self.space([])}="
-                              f"{self.old_text(item)};" for key, item in value.items())
+            entries = "".join(f"{self.space(OPENSTEP_COMMENTS)}{self.string(key)}{self.space([])}="
+                              f"{self.openstep(item)};" for key, item in value.items())
             return f"{space}{{{entries}{space}}}"
         if isinstance(value, list):
-            return f"{space}({(space + ',').join(map(self.old_text, value))}{space})"
+            return f"{space}({(space + ',').join(map(self.openstep, value))}{space})"
         if isinstance(value, bytes):
             return f"{space}<{value.hex(' ', 2)}>"
         return space + self.string(str(value))
@@ -121,7 +121,7 @@ def generate(folder):
         forms = {"xml": generator.xml(value),
                  "binary": plistlib.dumps(value, fmt=plistlib.FMT_BINARY)}
         if not isinstance(value, dict) or not isinstance(value.get("Label"), int):
-            forms["text"] = (generator.old_text(value) + generator.space(TEXT_COMMENTS)).encode()
+            forms["openstep"] = (generator.openstep(value) + generator.space(OPENSTEP_COMMENTS)).encode()
         for form, data in forms.items():
             path = folder / f"{number}.{form}"
             path.write_bytes(data)
@@ -151,7 +151,7 @@ def read_with_plistlib(data, ours):
 
 
 def read_with_gnustep(paths):
-    """What GNUstep says of files in old text, all of which must be sound."""
+    """What GNUstep says of OpenStep files, all of which must be sound."""
     output = subprocess.run(["plser", "-Format", "NSPropertyListBinaryFormat_v1_0", *paths],
                             capture_output=True, timeout=100).stdout
     return [expected(plistlib.loads(b"bplist00" + file)) for file in output.split(b"bplist00")[1:]]
@@ -161,7 +161,7 @@ def compare(lookup, reader, files):
     """How many of the files do not yield what they must, or something else to the other reader."""
     answers = look_up([lookup], files)
     if reader == "gnustep":
-        paths = [path for path in files if path.suffix == ".text"]
+        paths = [path for path in files if path.suffix == ".openstep"]
         others = dict(zip(paths, read_with_gnustep(paths), strict=True))
     else:
         others = {path: read_with_plistlib(path.read_bytes(), ours)

@@ -12,7 +12,7 @@ int main(int argc, char* argv[]) {
     if (!file) return 1;
     std::string bytes(static_cast<std::size_t>(file.tellg()), '\0');
     if (!file.seekg(0).read(bytes.data(), static_cast<std::streamsize>(bytes.size()))) return 1;
-    const velmora::PropertyListString found = velmora::propertyListString(bytes, argv[1]);
+    const velmora::PropertyListString found = velmora::propertyListString(bytes, argv[1], nullptr);
     std::printf("%d ", static_cast<int>(found.outcome));
     for (const char byte : found.value) std::printf("%02hhx", static_cast<unsigned char>(byte));
     std::puts("");

@@ -33,12 +33,12 @@ def xml_before(value):
     return xml_value(f"<string>a</string><key>k</key>{value}")
 
 
-def text_value(value):
+def openstep_value(value):
     return f"{{ Label = {value}; }}"
 
 
-def text_before(value):
-    return text_value(f"a; k = {value}")
+def openstep_before(value):
+    return openstep_value(f"a; k = {value}")
 
 
 def binary(objects, top, reference_size=1):
@@ -71,46 +71,54 @@ class Cases(unittest.TestCase):
 
     def test_xml_that_apple_s_reader_takes_is_refused(self):
         self.assert_each(A, None, [
-            b"<!-- a -- \xFF --><!DOCTYPE plist><!---->" + xml_before("<true/>").encode(),
-            "<!DOCTYPE plist [<!ENTITY a 'b'> %x; <?p?><!-- > --> ] >" + xml_before("<true/>"),
-            "<dict><key>Label</key><string>a</string></dict>behind"])
+            b"<!-- a -- \xFF --><!DOCTYPE plist><!---->-->" + xml_before("<true/>").encode(),
+            "<!---->" + xml_value("<string>b</string>") + "<!-- -->" + xml_before("<true/>"),
+            "<dict><key>Label</key><string>a</string></dict>behind",
+            "<?xml version='1.0' encoding='Windows_1252'?>" + xml_before("<true/>")])
         self.assert_each(A, xml_value, [
-            "<?a?><!---><string x='y' >a</string\n>", "<string>\uFEFFa</string>", "<key>a</key>",
-            "<string>b</string><key>Label</key><string>a</string>"])
+            "<?a?><?><!----><string x='y' >a</string\n>", "<string>\uFEFFa</string>",
+            "<string>a</string><!---><key>Label</key><string>b</string><!-- -->",
+            "<key>a</key>", "<string>b</string><key>Label</key><string>a</string>"])
+        self.assert_each(A, xml_before, ["<array>" * 511 + "</array>" * 511])
         self.assert_each(NO_STRING, xml_value, ["<string>a</string><key>Label</key><true/>"])
-        self.assert_each(found("\u00E9"), None, [
-            b"<?xml version='1.0' encoding='ISO-8859-1'?>" +
-            xml_value("<string>\u00E9</string>").encode("latin-1")])
+        for name in "ISO-8859-1", "latin-1", "US_ASCII":
+            self.assert_each(found("\u00E9"), lambda text: text.encode("latin-1"), [
+                f"<?xml encoding='{name}'?>" + xml_value("<string>\u00E9</string>")])
 
     def test_xml_that_apple_s_reader_refuses_is_taken(self):
         self.assert_each(REFUSED, None, [
             "", "<plist/>", "<plist><dict/><dict/></plist>", "</dict>", "<dict><></dict>",
             "<dict><key>Label</key><string>a</string></array>", "<dict><key>Label</key></dict>",
             "<dict><string>Label</string><string>a</string></dict>",
-            "<?xml version='1.0' encoding='EBCDIC'?>" + xml_before("<true/>"),
-            "<!DOCTYPE plist [<!ENTITY a 'b'>]>" + xml_value("<string>&a;</string>")])
+            "<!---->" + xml_before("<true/>"), "<!DOCTYPE plist []>" + xml_before("<true/>")])
+        self.assert_each(REFUSED, lambda name: f"<?xml encoding='{name}'?>" + xml_before("<true/>"),
+                         ["UTF-16", "utf_32be", "Utf-7", "ISO-2022-JP", "EBCDIC-CP-US",
+                          "windows-1252'?><!--\u00E9--><?'"])
         self.assert_each(REFUSED, xml_value, [
             "<string>a</string>text", "<string>a<!-- --></string>", "<string>a</key>",
-            "<string>&#xD800;</string>", "<string>&#x110000;</string>", "<string>&#1a;</string>"])
+            "<string>&#xD800;</string>", "<string>&#x110000;</string>", "<string>&#1a;</string>",
+            "<string>&a;</string>"])
         self.assert_each(REFUSED, xml_before, [
             "<blob/>", "<array><true/></dict>", "<integer>x</integer>", "<date>x</date>",
-            "<real>x</real>", "<data>\x80</data>"])
+            "<real>x</real>", "<data>\x80</data>", "<array>" * 512 + "</array>" * 512])
 
-    def test_old_text_reader_differs_from_apple_s(self):
+    def test_openstep_reader_differs_from_apple_s(self):
         self.assert_each(A, None, [
             "\uFEFF// c\n/* c */ { /**/ Label /* ; */ = // }\r a ; } /* open",
             "Label = a; } behind", "{\u2028Label =\u2029 a;}//\u2028", "Label = b; Label = a;"])
-        self.assert_each(A, text_before, ["(a, (), { k = v; }, <0f 0F>, )"])
-        self.assert_each(found("\a\b\f\n\r\t\v\"\\'qu0041\u00E9\n"), text_value, [
+        self.assert_each(A, openstep_before, ["(a, (), { k = v; }, <0f 0F>, )",
+                                              "(" * 511 + ")" * 511])
+        self.assert_each(found("\a\b\f\n\r\t\v\"\\'qu0041\u00E9\n"), openstep_value, [
             r'"\a\b\f\n\r\t\v\"\\\'\q\u0041' + '\\\u00E9\\\n"'])
-        self.assert_each(found("\uFFFDxAgA\0\u00C6\u02CB2\0\0018"), text_value, [
+        self.assert_each(found("\uFFFDxAgA\0\u00C6\u02CB2\0\0018"), openstep_value, [
             r'"\Ud83dx\U41g\101\0\341\3012\777\18"'])
         self.assert_each(found("Label"), None, ["Label;"])
         self.assert_each(MISSING, None, [" /* only */ // a comment"])
         self.assert_each(REFUSED, None, [
             "{ Label = a }", "{ Label = a;", "{ Label = a; } behind", "{ Label a; }", "Label = a",
             "{ (a) = b; }", "{ Label = ; }", "{ Label = \"a; }", "{ Label = \"a\\"])
-        self.assert_each(REFUSED, text_before, ["(a b)", "(,)", "<6>", "<6 1>"])
+        self.assert_each(REFUSED, openstep_before, ["(a b)", "(,)", "<6>", "<6 1>",
+                                                    "(" * 512 + ")" * 512])
 
     def test_binary_reader_differs_from_apple_s(self):
         self.assert_each(found("ab"), binary_value, [b"\x5F\x11\0\2ab", b"\x62\0a\0b"])
@@ -119,16 +127,24 @@ class Cases(unittest.TestCase):
                          [b"\x64\xD8\0\xD8\x3D\xDE\0\xDC\0"])
         self.assert_each(A, binary_entry, [b"\x55Label", b"\x56Labels"])
         self.assert_each(NO_DICTIONARY, binary_entry, [b"\x10\1"])
-        self.assert_each(REFUSED, binary_entry, [b"\xA0", b"\xB0", b"\xA1\xFF", b"\x4F\x20\1z"])
+        self.assert_each(REFUSED, binary_entry, [b"\xA0", b"\xB0", b"\xA1\xFF", b"\x4F\x20\1z",
+                                                 b"\x60", b"\x6F\x10\0"])
 
     def test_text_of_another_encoding_is_misread(self):
+        for wrap in xml_value, openstep_value:
+            def mended(string, wrap=wrap):
+                quotes = "\"{}\"" if wrap is openstep_value else "<string>{}</string>"
+                return wrap(quotes.format("*")).encode().replace(b"*", string)
+            self.assert_each(found("\uFFFDa\u00E9\uFFFD"), mended, [b"\xA9a\xC3\xA9\xA9"])
+            self.assert_each(REFUSED, mended, [b"\xA8", b"\xC3\xC3\xA9", b"\xE2\xA9a", b"\xC3"])
+        self.assert_each(REFUSED, None, ["\uFEFF"])
         for codec in ("utf-16-le", "utf-16-be", "utf-32-le", "utf-32-be"):
             def encoded(text):
                 return text.encode(codec, "surrogatepass")
-            text = text_value("\"\u00E9\U0001F600\"")
+            text = openstep_value("\"\u00E9\U0001F600\"")
             self.assert_each(found("\u00E9\U0001F600"), encoded, ["\uFEFF" + text])
             self.assert_each(REFUSED, encoded, [
-                text, *(f"\uFEFF{{ Label = \"{lone}\"; }}" for lone in (
+                text, "\uFEFF", *(f"\uFEFF{{ Label = \"{lone}\"; }}" for lone in (
                     "\uD800", "\uDC00", "\uD800\U0001F600"))])
 
 
@@ -157,18 +173,18 @@ def overlapping_arrays():
 
 def hostile_files():
     """(what it is, what it must yield if that is known, its bytes)"""
-    yield "arrays", A, xml_before("<array>" * DEPTH + "</array>" * DEPTH)
-    yield "keys", A, xml_before("<dict><key/>" * DEPTH + "<true/>" + "</dict>" * DEPTH)
+    yield "arrays", REFUSED, xml_before("<array>" * DEPTH + "</array>" * DEPTH)
+    yield "keys", REFUSED, xml_before("<dict><key/>" * DEPTH + "<true/>" + "</dict>" * DEPTH)
     yield "plists", MISSING, "<plist>" * DEPTH + "<dict/>" + "</plist>" * DEPTH
-    yield "lists", A, text_before("(" * DEPTH + ")" * DEPTH)
-    yield "entries", A, text_before("{k=" * DEPTH + "v" + ";}" * DEPTH)
+    yield "lists", REFUSED, openstep_before("(" * DEPTH + ")" * DEPTH)
+    yield "entries", REFUSED, openstep_before("{k=" * DEPTH + "v" + ";}" * DEPTH)
     yield "open text", REFUSED, "(" * SIZE
     yield "deep references", A, arrays(DEPTH, 1)
     yield "a way for each subset", A, arrays(60, 2)
     yield "a reference back", REFUSED, arrays(20, 1, b"\xA1" + struct.pack(">I", 3))
     yield "shared key", MISSING, shared_key()
     yield "overlapping arrays", REFUSED, overlapping_arrays()
-    yield "wide text", None, b"\xFE\xFF" + text_before("\"" + "\u0800" * SIZE).encode("utf-16-be")
+    yield "wide text", None, b"\xFE\xFF" + openstep_before("\"" + "\u0800" * SIZE).encode("utf-16-be")
     for piece in PIECES:
         many = piece * (SIZE // len(piece))
         for before in ("", "<!DOCTYPE plist [", "<dict><key>k</key><string>",

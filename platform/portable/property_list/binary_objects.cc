@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/portable/property_list/encoding.h"
+#include "platform/portable/property_list/decoded_text.h"
 
 namespace velmora {
 namespace {
@@ -51,6 +51,7 @@ bool BinaryObjects::readTrailer() {
 
 bool BinaryObjects::checkOffsets() const {
   for (std::size_t number = 0; number < objectCount_; ++number) {
+    progress_.count(sizeof(std::uint64_t));
     if (offsetOf(number) >= tableOffset_) return false;
   }
   return true;
@@ -61,6 +62,7 @@ std::size_t BinaryObjects::offsetOf(std::size_t number) const {
 }
 
 std::optional<std::size_t> BinaryObjects::offsetAt(std::size_t reference) const {
+  progress_.count(2 * sizeof(std::uint64_t));
   const std::size_t number = integer(bytes_.substr(reference, referenceSize_));
   if (number >= objectCount_) return std::nullopt;
   return offsetOf(number);
@@ -85,7 +87,7 @@ std::optional<BinaryObject> BinaryObjects::object(std::size_t offset) const {
     case 0x5:
       return countedObject(offset, Kind::ascii, 1);
     case 0x6:
-      return countedObject(offset, Kind::utf16, 2);
+      return utf16String(offset);
     case 0x8:
       return uniqueIdentifier(offset);
     case 0xA:
@@ -101,6 +103,13 @@ std::optional<BinaryObject> BinaryObjects::object(std::size_t offset) const {
 std::optional<BinaryObject> BinaryObjects::fixedObject(std::size_t offset, std::size_t size) const {
   if (size >= tableOffset_ - offset) return std::nullopt;
   return BinaryObject{BinaryObject::Kind::other, offset + 1, offset + 1 + size};
+}
+
+// An empty one makes the whole unreadable to Apple's reader, which takes the lack of characters
+// for a lack of memory.
+std::optional<BinaryObject> BinaryObjects::utf16String(std::size_t offset) const {
+  const std::optional<BinaryObject> string = countedObject(offset, BinaryObject::Kind::utf16, 2);
+  return string && string->count > 0 ? string : std::nullopt;
 }
 
 // An integer of 32 bits, of whatever size.
@@ -130,8 +139,15 @@ std::optional<BinaryObject> BinaryObjects::countedObject(std::size_t offset,
 
 std::string BinaryObjects::text(const BinaryObject& string) const {
   const std::string_view content = bytes_.substr(string.content, string.end - string.content);
-  const bool isWide = string.kind == BinaryObject::Kind::utf16;
-  return isWide ? utf8OfUTF16BigEndian(content) : utf8OfLatin1(content);
+  return *decodedExactly(progress_, StringEncoding::latin1, 2 * bytes_.size(),
+                         [&](DecodedText& text) {
+                           if (string.kind == BinaryObject::Kind::utf16) {
+                             appendUTF16(content, true, text);
+                           } else {
+                             text.append(content);
+                           }
+                           return true;
+                         });
 }
 
 bool BinaryObjects::is(const BinaryObject& string, std::string_view key) const {

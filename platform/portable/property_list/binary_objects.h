@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/portable/property_list/reading_progress.h"
+
 namespace velmora {
 
 struct BinaryObject {
@@ -24,7 +26,8 @@ struct BinaryObject {
 // The file is a row of objects, then the table of their offsets, by number, then a trailer.
 class BinaryObjects {
  public:
-  explicit BinaryObjects(std::string_view bytes) : bytes_(bytes) {}
+  BinaryObjects(std::string_view bytes, ReadingProgress& progress)
+      : bytes_(bytes), progress_(progress) {}
 
   // Whether header, trailer and table are sound; before all else.
   bool readTrailer();
@@ -52,11 +55,13 @@ class BinaryObjects {
   bool checkOffsets() const;
   std::size_t offsetOf(std::size_t number) const;
   std::optional<BinaryObject> fixedObject(std::size_t offset, std::size_t size) const;
+  std::optional<BinaryObject> utf16String(std::size_t offset) const;
   std::optional<BinaryObject> uniqueIdentifier(std::size_t offset) const;
   std::optional<BinaryObject> countedObject(std::size_t offset, BinaryObject::Kind kind,
                                             std::size_t unitSize) const;
 
   const std::string_view bytes_;
+  ReadingProgress& progress_;
   std::size_t offsetSize_ = 0;
   std::size_t referenceSize_ = 0;
   std::size_t objectCount_ = 0;

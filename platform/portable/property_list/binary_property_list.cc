@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <stack>
 #include <vector>
 
@@ -12,47 +13,59 @@ namespace {
 
 using Outcome = PropertyListString::Outcome;
 
-// Follows every reference from the top level on.
+// Follows every reference from the top level on. Offset is a type that holds one.
+template <typename Offset>
 class ObjectChecker {
  public:
   explicit ObjectChecker(const BinaryObjects& objects)
-      : objects_(objects), states_(objects.end()), uncheckedBytes_(objects.end()) {}
+      : objects_(objects),
+        isSeen_(objects.end()),
+        isOpen_(objects.end()),
+        uncheckedBytes_(objects.end()) {}
 
   // Whether all objects reached are sound, and none contains itself.
   bool check() {
     if (!enter(objects_.topLevel())) return false;
     while (!open_.empty()) {
       OpenContainer& container = open_.top();
-      if (container.next == container.end) {
-        states_[container.offset] = State::checked;
-        open_.pop();
+      if (container.next == end_) {
+        leave();
         continue;
       }
       const std::optional<std::size_t> offset = objects_.offsetAt(container.next);
-      container.next += objects_.referenceSize();
+      container.next += static_cast<Offset>(objects_.referenceSize());
       if (!offset || !enter(*offset)) return false;
     }
     return true;
   }
 
  private:
-  // A container of which the references up to `next` have been followed.
+  // A container of which the references up to `next` have been followed. Where it ends is found
+  // again, since a hostile file can leave one open for every five of its bytes.
   struct OpenContainer {
-    std::size_t offset;
-    std::size_t next;
-    std::size_t end;
+    Offset offset;
+    Offset next;
   };
-  enum class State : std::uint8_t { unseen, open, checked };
 
   // Checks the object itself, unless that has been done; a container is left open.
   bool enter(std::size_t offset) {
-    if (states_[offset] != State::unseen) return states_[offset] == State::checked;
+    if (isSeen_[offset]) return !isOpen_[offset];
     const std::optional<BinaryObject> object = objects_.object(offset);
+    // Else objects that overlap could take a time that grows with the square of the file.
     if (!object || object->end - offset > uncheckedBytes_) return false;
     uncheckedBytes_ -= object->end - offset;
-    states_[offset] = object->isContainer() ? State::open : State::checked;
-    if (object->isContainer()) open_.push({offset, object->content, object->end});
+    isSeen_[offset] = true;
+    if (!object->isContainer()) return true;
+    isOpen_[offset] = true;
+    open_.push({static_cast<Offset>(offset), static_cast<Offset>(object->content)});
+    end_ = object->end;
     return object->kind != BinaryObject::Kind::dictionary || hasPlainKeys(*object);
+  }
+
+  void leave() {
+    isOpen_[open_.top().offset] = false;
+    open_.pop();
+    if (!open_.empty()) end_ = objects_.object(open_.top().offset)->end;
   }
 
   // Whether no key is a container, which Apple's reader refuses.
@@ -67,8 +80,10 @@ class ObjectChecker {
   }
 
   const BinaryObjects& objects_;
-  std::vector<State> states_;  // by offset
+  std::vector<bool> isSeen_;  // by offset, as isOpen_
+  std::vector<bool> isOpen_;
   std::stack<OpenContainer> open_;
+  std::size_t end_ = 0;  // of the container that was opened last
   std::size_t uncheckedBytes_;
 };
 
@@ -94,12 +109,19 @@ PropertyListString find(std::string_view key, const BinaryObjects& objects) {
   return sought;
 }
 
+bool areSound(const BinaryObjects& objects) {
+  constexpr std::size_t maximum = std::numeric_limits<std::uint32_t>::max();
+  return objects.end() <= maximum ? ObjectChecker<std::uint32_t>(objects).check()
+                                  : ObjectChecker<std::uint64_t>(objects).check();
+}
+
 }  // namespace
 
 std::optional<PropertyListString> binaryPropertyListString(std::string_view bytes,
-                                                           std::string_view key) {
-  BinaryObjects objects(bytes);
-  if (!objects.readTrailer() || !ObjectChecker(objects).check()) return std::nullopt;
+                                                           std::string_view key,
+                                                           ReadingProgress& progress) {
+  BinaryObjects objects(bytes, progress);
+  if (!objects.readTrailer() || !areSound(objects)) return std::nullopt;
   return find(key, objects);
 }
 

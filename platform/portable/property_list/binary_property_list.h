@@ -4,6 +4,7 @@
 #include <optional>
 #include <string_view>
 
+#include "platform/portable/property_list/reading_progress.h"
 #include "platform/property_list.h"
 
 namespace velmora {
@@ -15,6 +16,7 @@ namespace velmora {
 // Of a key that comes twice the first value counts. Bytes past ASCII in an ASCII string are
 // Latin 1; a surrogate without its partner becomes U+FFFD.
 std::optional<PropertyListString> binaryPropertyListString(std::string_view bytes,
-                                                           std::string_view key);
+                                                           std::string_view key,
+                                                           ReadingProgress& progress);
 
 }  // namespace velmora

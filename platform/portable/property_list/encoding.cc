@@ -1,149 +1,89 @@
 #include "platform/portable/property_list/encoding.h"
 
-#include <algorithm>
-#include <cstddef>
+#include <limits>
 
-#include "platform/utf8.h"
+#include "platform/portable/text/ascii.h"
 
 namespace velmora {
 namespace {
 
-constexpr char32_t replacementCharacter = 0xFFFD;
+using namespace std::string_view_literals;
 
-bool isHighSurrogate(char16_t unit) {
-  return (unit & 0xFC00) == 0xD800;
-}
-bool isLowSurrogate(char16_t unit) {
-  return (unit & 0xFC00) == 0xDC00;
-}
+// What is in the name of an encoding in which ASCII bytes may mean something else.
+constexpr std::string_view otherThanASCII[] = {"utf16", "utf32", "utf7",   "ucs2",    "ucs4",
+                                               "cp037", "hzgb",  "ibm037", "iso2022", "ebcdic"};
 
-template <typename Unit>
-Unit unitAt(std::string_view bytes, std::size_t at, bool isBigEndian) {
-  Unit unit = 0;
-  for (std::size_t index = 0; index < sizeof(Unit); ++index) {
-    const std::size_t byte = isBigEndian ? index : sizeof(Unit) - 1 - index;
-    unit = static_cast<Unit>(unit << 8 | static_cast<unsigned char>(bytes[at + byte]));
+// The letters, in lower case, and the digits of a name: "UTF_8" and "utf-8" are the same.
+std::string essenceOf(std::string_view name) {
+  std::string essence;
+  for (const char character : name) {
+    const bool isCapital = character >= 'A' && character <= 'Z';
+    const char small = isCapital ? static_cast<char>(character + 32) : character;
+    if ((small >= 'a' && small <= 'z') || (small >= '0' && small <= '9')) essence += small;
   }
-  return unit;
+  return essence;
 }
 
-// A last unit cut short is passed over, as Apple's reader does.
-void decodeUTF16(std::string_view bytes, bool isBigEndian, UTF16Decoder& decoder) {
-  for (std::size_t at = 0; at + 1 < bytes.size(); at += 2) {
-    decoder.append(unitAt<char16_t>(bytes, at, isBigEndian));
-  }
-}
-
-std::optional<std::string> textOfUTF16(std::string_view bytes, bool isBigEndian) {
-  UTF16Decoder decoder;
-  decodeUTF16(bytes, isBigEndian, decoder);
-  std::string text = decoder.finish();
-  if (decoder.isLossy()) return std::nullopt;
-  return text;
-}
-
-std::optional<std::string> textOfUTF32(std::string_view bytes, bool isBigEndian) {
-  std::string text;
-  for (std::size_t at = 0; at + 3 < bytes.size(); at += 4) {
-    const char32_t scalar = unitAt<char32_t>(bytes, at, isBigEndian);
-    if (!isScalar(scalar)) return std::nullopt;
-    appendScalar(text, scalar);
-  }
-  return text;
-}
-
-// The lower-cased name behind `encoding=` in the XML declaration; "utf-8" where there is none.
-std::string declaredEncoding(std::string_view bytes) {
-  constexpr std::string_view attribute = "encoding=";
-  std::string name = "utf-8";
-  if (!bytes.starts_with("<?xml")) return name;
-  bytes.remove_prefix(5);
-  const std::string_view declaration = bytes.substr(0, bytes.find_first_of("?>"));
-  const std::size_t at = declaration.find(attribute);
-  if (at == std::string_view::npos) return name;
-  const std::string_view value = bytes.substr(at + attribute.size());
-  if (value.empty() || (value.front() != '"' && value.front() != '\'')) return name;
-  const std::size_t end = value.find(value.front(), 1);
-  if (end == std::string_view::npos) return name;
-  name = value.substr(1, end - 1);
-  std::ranges::transform(name, name.begin(), [](char character) {
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character + 32) : character;
-  });
-  return name;
+// The name behind `encoding=` in the XML declaration; "utf-8" where there is none.
+std::string_view declaredEncoding(std::string_view bytes, ReadingProgress& progress) {
+  constexpr std::string_view none = "utf-8";
+  CountingCursor cursor(bytes, progress);
+  if (!cursor.accept("<?xml")) return none;
+  CountingCursor declaration = cursor;
+  cursor.takeWhile([](char character) { return character != '?' && character != '>'; });
+  const std::size_t behind = cursor.rest().size();
+  if (!declaration.skipPast("encoding=") || declaration.rest().size() < behind) return none;
+  const std::string_view quote = declaration.rest().substr(0, 1);
+  if (!declaration.acceptAny("\"'")) return none;
+  const std::string_view name = declaration.takeUntil(quote.front());
+  return declaration.isAtEnd() ? none : name;
 }
 
 }  // namespace
 
-std::optional<std::string_view> propertyListText(std::string_view bytes, std::string& storage) {
-  using namespace std::string_view_literals;
-  const auto keep = [&storage](std::optional<std::string> text) -> std::optional<std::string_view> {
-    if (!text) return std::nullopt;
-    storage = *std::move(text);
-    return storage;
-  };
+std::optional<PropertyListText> PropertyListText::of(std::string_view bytes,
+                                                     ReadingProgress& progress) {
   // UTF-32 first: its little-endian mark begins with that of UTF-16.
-  if (bytes.starts_with("\0\0\xFE\xFF"sv)) return keep(textOfUTF32(bytes.substr(4), true));
-  if (bytes.starts_with("\xFF\xFE\0\0"sv)) return keep(textOfUTF32(bytes.substr(4), false));
-  if (bytes.starts_with("\xEF\xBB\xBF"sv)) return bytes.substr(3);
-  if (bytes.starts_with("\xFF\xFE"sv)) return keep(textOfUTF16(bytes.substr(2), false));
-  if (bytes.starts_with("\xFE\xFF"sv)) return keep(textOfUTF16(bytes.substr(2), true));
+  if (bytes.starts_with("\0\0\xFE\xFF"sv)) return convert(bytes, 4, true, progress);
+  if (bytes.starts_with("\xFF\xFE\0\0"sv)) return convert(bytes, 4, false, progress);
+  if (bytes.starts_with("\xFF\xFE"sv)) return convert(bytes, 2, false, progress);
+  if (bytes.starts_with("\xFE\xFF"sv)) return convert(bytes, 2, true, progress);
+
+  const bool isMarked = bytes.starts_with("\xEF\xBB\xBF"sv);
+  if (isMarked) bytes.remove_prefix(3);
+  if (bytes.empty()) return std::nullopt;
+  const PropertyListText utf8(bytes, StringEncoding::utf8);
+  if (isMarked) return utf8;
   if (bytes.substr(0, 2).find('\0') != std::string_view::npos) return std::nullopt;
 
-  const std::string name = declaredEncoding(bytes);
-  if (name == "utf-8" || name == "utf8") return bytes;
+  constexpr std::size_t maximumName = 255;  // longer ones are not looked at to the end
+  const std::string name = essenceOf(declaredEncoding(bytes, progress).substr(0, maximumName));
+  if (name == "utf8") return utf8;
   // What is no ASCII in US-ASCII is Latin 1 to Apple's strings.
-  for (const char* known : {"us-ascii", "ascii", "iso-8859-1", "iso_8859-1", "latin1"}) {
-    if (name == known) return keep(utf8OfLatin1(bytes));
+  for (const char* known : {"usascii", "ascii", "iso88591", "latin1"}) {
+    if (name == known) return PropertyListText(bytes, StringEncoding::latin1);
   }
-  return std::nullopt;
-}
-
-void UTF16Decoder::append(char16_t unit) {
-  if (highSurrogate_ != 0 && isLowSurrogate(unit)) {
-    const char32_t high = highSurrogate_ & 0x3FFU;
-    appendScalar(text_, 0x10000 + (high << 10 | (unit & 0x3FFU)));
-    highSurrogate_ = 0;
-    return;
+  for (const std::string_view family : otherThanASCII) {
+    if (name.find(family) != std::string::npos) return std::nullopt;
   }
-  closeSurrogate();
-  if (isHighSurrogate(unit)) {
-    highSurrogate_ = unit;
-  } else if (isLowSurrogate(unit)) {
-    lossy_ = true;
-    appendScalar(text_, replacementCharacter);
-  } else {
-    appendScalar(text_, unit);
-  }
+  CountingCursor cursor(bytes, progress);
+  cursor.takeLength([](std::string_view piece) { return asciiLength(piece); });
+  return cursor.isAtEnd() ? std::optional(utf8) : std::nullopt;
 }
 
-void UTF16Decoder::append(std::string_view utf8) {
-  closeSurrogate();
-  text_ += utf8;
-}
-
-std::string UTF16Decoder::finish() {
-  closeSurrogate();
-  return std::move(text_);
-}
-
-void UTF16Decoder::closeSurrogate() {
-  if (highSurrogate_ == 0) return;
-  lossy_ = true;
-  highSurrogate_ = 0;
-  appendScalar(text_, replacementCharacter);
-}
-
-std::string utf8OfUTF16BigEndian(std::string_view bytes) {
-  UTF16Decoder decoder;
-  decodeUTF16(bytes, true, decoder);
-  return decoder.finish();
-}
-
-std::string utf8OfLatin1(std::string_view bytes) {
-  std::string text;
-  text.reserve(bytes.size());
-  for (const char byte : bytes) appendScalar(text, static_cast<unsigned char>(byte));
-  return text;
+std::optional<PropertyListText> PropertyListText::convert(std::string_view bytes,
+                                                          std::size_t unitSize, bool isBigEndian,
+                                                          ReadingProgress& progress) {
+  const std::string_view units = bytes.substr(unitSize);  // behind the mark
+  std::optional<std::string> text =
+      decodedExactly(progress, StringEncoding::utf8, std::numeric_limits<std::size_t>::max(),
+                     [&](DecodedText& decoded) {
+                       if (unitSize == 2) return appendUTF16(units, isBigEndian, decoded);
+                       appendUTF32(units, isBigEndian, decoded);
+                       return true;
+                     });
+  if (!text || text->empty()) return std::nullopt;
+  return PropertyListText(*std::move(text), bytes.size());
 }
 
 }  // namespace velmora

@@ -1,43 +1,62 @@
-// The encodings that the text of a property list may stand in, and the way to UTF-8.
+// The text of XML and OpenStep property lists, whatever encoding it stands in.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+
+#include "platform/portable/property_list/decoded_text.h"
+#include "platform/portable/property_list/reading_progress.h"
 
 namespace velmora {
 
-// The text of the XML or old text property list `bytes`, without its byte-order mark, in UTF-8;
-// nothing when its encoding is not known, or it is UTF-16 or UTF-32 with a fault in it. UTF-8
-// itself is not checked: Apple's reader does so in strings only, not in comments.
-// The encoding is told by a byte-order mark or an XML declaration (UTF-8, US-ASCII and
-// ISO-8859-1); without either it is UTF-8. UTF-16 without a byte-order mark is refused, as in
-// effect by Apple's reader, which loses its first character.
-// The text lies in `bytes` or in `storage`, and lives as long as both.
-std::optional<std::string_view> propertyListText(std::string_view bytes, std::string& storage);
-
-// Makes UTF-8 of UTF-16 code units as they come. A surrogate without its partner becomes U+FFFD,
-// as in a Swift String.
-class UTF16Decoder {
+// The text lies in the file itself where its bytes can be read as they are; UTF-16 and UTF-32 are
+// made UTF-8 first.
+class PropertyListText {
  public:
-  void append(char16_t unit);
-  void append(std::string_view utf8);
+  // The text of the property list `bytes`, which live longer, without its byte-order mark; nothing
+  // when there is no text or its encoding is not known, or it is UTF-16 or UTF-32 with a fault in
+  // it. UTF-8 itself is not checked: Apple's reader does so in strings only, not in comments.
+  // The encoding is told by a byte-order mark or an XML declaration (UTF-8, US-ASCII and
+  // ISO-8859-1, and any other superset of ASCII as long as every byte is ASCII); without either it
+  // is UTF-8. UTF-16 without a byte-order mark is refused, as in effect by Apple's reader, which
+  // loses its first character.
+  static std::optional<PropertyListText> of(std::string_view bytes, ReadingProgress& progress);
 
-  // Whether a surrogate without its partner has come.
-  bool isLossy() const { return lossy_; }
+  std::string_view text() const { return isConverted_ ? std::string_view(converted_) : inFile_; }
+  StringEncoding encoding() const { return encoding_; }
 
-  std::string finish();
+  // The string that `decode` makes of `part` of the text; nothing when it is larger than twice the
+  // file. Where the text had to be converted, the string takes its place, so that the file is never
+  // in memory as often as three times.
+  template <typename Decode>
+  std::optional<std::string> takeString(std::string_view part, ReadingProgress& progress,
+                                        Decode decode) && {
+    const auto decodePart = [&](DecodedText& decoded) { return decode(part, decoded); };
+    if (!isConverted_ || part.size() <= fileSize_ / 2) {
+      return decodedExactly(progress, encoding_, 2 * fileSize_, decodePart);
+    }
+    DecodedText decoded(progress, encoding_, &converted_);
+    if (!decodePart(decoded) || !decoded.finish()) return std::nullopt;
+    return std::move(converted_);
+  }
 
  private:
-  void closeSurrogate();
+  PropertyListText(std::string_view inFile, StringEncoding encoding)
+      : fileSize_(inFile.size()), inFile_(inFile), encoding_(encoding) {}
+  PropertyListText(std::string converted, std::size_t fileSize)
+      : fileSize_(fileSize), converted_(std::move(converted)), isConverted_(true) {}
 
-  std::string text_;
-  char16_t highSurrogate_ = 0;  // waits for its partner
-  bool lossy_ = false;
+  static std::optional<PropertyListText> convert(std::string_view bytes, std::size_t unitSize,
+                                                 bool isBigEndian, ReadingProgress& progress);
+
+  std::size_t fileSize_;
+  std::string_view inFile_;
+  std::string converted_;
+  bool isConverted_ = false;
+  StringEncoding encoding_ = StringEncoding::utf8;
 };
-
-// The text of these bytes in UTF-8. The first takes two bytes for a unit, as UTF16Decoder does.
-std::string utf8OfUTF16BigEndian(std::string_view bytes);
-std::string utf8OfLatin1(std::string_view bytes);
 
 }  // namespace velmora

@@ -1,11 +1,11 @@
 #include "platform/portable/property_list/openstep_string.h"
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 
-#include "platform/portable/property_list/encoding.h"
+#include "platform/portable/text/ascii.h"
 #include "platform/portable/text/hexadecimal.h"
+#include "platform/utf8.h"
 
 namespace velmora {
 namespace {
@@ -25,85 +25,119 @@ constexpr std::array<char16_t, 128> nextStepCharacters = {
     0x00F2, 0x00F3, 0x00F4, 0x00F5, 0x00F6, 0x00E6, 0x00F9, 0x00FA, 0x00FB, 0x0131, 0x00FC, 0x00FD,
     0x0142, 0x00F8, 0x0153, 0x00DF, 0x00FE, 0x00FF, 0x0000, 0x0000};
 
-bool isUnquoted(char character) {
-  return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
-         (character >= '0' && character <= '9') ||
-         std::string_view("_$/:.-").find(character) != std::string_view::npos;
+// What may stand in a string without quotes.
+constexpr auto unquoted = [] {
+  std::array<bool, 256> table = {};
+  for (const char character : std::string_view("0123456789_$/:.-"
+                                               "abcdefghijklmnopqrstuvwxyz"
+                                               "ABCDEFGHIJKLMNOPQRSTUVWXYZ")) {
+    table[static_cast<unsigned char>(character)] = true;
+  }
+  return table;
+}();
+
+bool mayStandUnquoted(char character) {
+  return unquoted[static_cast<unsigned char>(character)];
+}
+
+bool isOctalDigit(const Cursor& cursor) {
+  return !cursor.isAtEnd() && cursor.rest().front() >= '0' && cursor.rest().front() <= '7';
 }
 
 // Three digits at most, of which the lowest eight bits count.
-char16_t readOctal(std::string_view& rest) {
+char32_t readOctal(Cursor& cursor) {
   unsigned value = 0;
-  for (int digits = 0; digits < 3; ++digits) {
-    if (rest.empty() || rest.front() < '0' || rest.front() > '7') break;
-    value = value << 3 | static_cast<unsigned>(rest.front() - '0');
-    rest.remove_prefix(1);
+  for (int digits = 0; digits < 3 && isOctalDigit(cursor); ++digits) {
+    value = value << 3 | static_cast<unsigned>(cursor.take(1).front() - '0');
   }
   value &= 0xFF;
-  return value < 0x80 ? static_cast<char16_t>(value) : nextStepCharacters[value - 0x80];
+  return value < 0x80 ? value : nextStepCharacters[value - 0x80];
 }
 
 // Four digits at most; none at all mean U+0000.
-char16_t readHexadecimal(std::string_view& rest) {
-  unsigned value = 0;
-  for (int digits = 0; digits < 4 && !rest.empty(); ++digits) {
-    const std::optional<unsigned> digit = hexadecimalValue(rest.front());
+char32_t readUnit(Cursor& cursor) {
+  char32_t value = 0;
+  for (int digits = 0; digits < 4 && !cursor.isAtEnd(); ++digits) {
+    const std::optional<unsigned> digit = hexadecimalValue(cursor.rest().front());
     if (!digit) break;
     value = value << 4 | *digit;
-    rest.remove_prefix(1);
+    cursor.take(1);
   }
-  return static_cast<char16_t>(value);
+  return value;
 }
 
-char16_t meaningOf(char escape) {
+// What is behind a "U". Two escapes may make one character.
+char32_t readHexadecimal(Cursor& cursor) {
+  const char32_t unit = readUnit(cursor);
+  Cursor behind = cursor;
+  if (isHighSurrogate(unit) && behind.accept("\\U")) {
+    const char32_t next = readUnit(behind);
+    if (isLowSurrogate(next)) {
+      cursor.take(cursor.rest().size() - behind.rest().size());
+      return scalarOfSurrogates(unit, next);
+    }
+  }
+  return isScalar(unit) ? unit : replacementCharacter;
+}
+
+char32_t meaningOf(char escape) {
   constexpr std::string_view letters = "abfnrtv";
   constexpr std::string_view meanings = "\a\b\f\n\r\t\v";
   const std::size_t at = letters.find(escape);
-  return static_cast<char16_t>(at == std::string_view::npos ? escape : meanings[at]);
+  return static_cast<unsigned char>(at == std::string_view::npos ? escape : meanings[at]);
 }
 
 // What stands behind a backslash. One that means nothing else is the character itself, which
 // is left in place if it is no ASCII; so a small "u" is not the escape that "U" is.
-void readEscape(std::string_view& rest, UTF16Decoder& text) {
-  if (rest.empty() || static_cast<unsigned char>(rest.front()) >= 0x80) return;
-  if (rest.front() >= '0' && rest.front() <= '7') {
-    text.append(readOctal(rest));
+void readEscape(Cursor& cursor, DecodedText& text) {
+  if (cursor.isAtEnd() || static_cast<unsigned char>(cursor.rest().front()) >= 0x80) return;
+  if (isOctalDigit(cursor)) {
+    text.append(readOctal(cursor));
     return;
   }
-  const char escape = rest.front();
-  rest.remove_prefix(1);
-  text.append(escape == 'U' ? readHexadecimal(rest) : meaningOf(escape));
+  const char escape = cursor.take(1).front();
+  text.append(escape == 'U' ? readHexadecimal(cursor) : meaningOf(escape));
 }
 
-std::optional<std::string> readQuotedString(std::string_view& rest) {
-  const std::string stops = {rest.front(), '\\'};
-  rest.remove_prefix(1);
-  UTF16Decoder text;
+// Takes up to the quote that is not behind a backslash.
+bool skipToQuote(CountingCursor& cursor, char quote) {
   while (true) {
-    const std::size_t end = rest.find_first_of(stops);
-    if (end == std::string_view::npos) return std::nullopt;
-    if (end > 0) text.append(rest.substr(0, end));
-    const bool isEscape = rest[end] == '\\';
-    rest.remove_prefix(end + 1);
-    if (!isEscape) return text.finish();
-    readEscape(rest, text);
+    cursor.takeWhile([quote](char character) { return character != quote && character != '\\'; });
+    if (!cursor.accept("\\")) return !cursor.isAtEnd();
+    if (cursor.isAtEnd()) return false;
+    cursor.take(1);
   }
 }
 
 }  // namespace
 
-bool isOldTextString(std::string_view rest) {
-  return rest.starts_with('"') || rest.starts_with('\'') ||
-         (!rest.empty() && isUnquoted(rest.front()));
+bool isOpenStepString(const Cursor& cursor) {
+  if (cursor.isAtEnd()) return false;
+  const char first = cursor.rest().front();
+  return first == '"' || first == '\'' || mayStandUnquoted(first);
 }
 
-std::optional<std::string> readOldTextString(std::string_view& rest) {
-  if (!isOldTextString(rest)) return std::nullopt;
-  if (!isUnquoted(rest.front())) return readQuotedString(rest);
-  const auto length = std::ranges::find_if_not(rest, isUnquoted) - rest.begin();
-  std::string text(rest.substr(0, static_cast<std::size_t>(length)));
-  rest.remove_prefix(text.size());
-  return text;
+std::optional<OpenStepString> takeOpenStepString(CountingCursor& cursor) {
+  if (!isOpenStepString(cursor)) return std::nullopt;
+  const char quote = cursor.rest().front();
+  if (mayStandUnquoted(quote)) return OpenStepString{cursor.takeWhile(mayStandUnquoted), true};
+  cursor.take(1);
+  const std::string_view begin = cursor.rest();
+  cursor.takeLength([quote](std::string_view piece) { return asciiLength(piece, quote, '\\'); });
+  const bool isPlain = cursor.rest().starts_with(quote);
+  if (!isPlain && !skipToQuote(cursor, quote)) return std::nullopt;
+  const std::string_view bytes = begin.substr(0, begin.size() - cursor.rest().size());
+  cursor.take(1);
+  return OpenStepString{bytes, isPlain};
+}
+
+void decodeOpenStepString(std::string_view bytes, ReadingProgress& progress, DecodedText& text) {
+  CountingCursor cursor(bytes, progress);
+  while (true) {
+    text.append(cursor.takeUntil('\\'));
+    if (!cursor.accept("\\")) return;
+    readEscape(cursor, text);
+  }
 }
 
 }  // namespace velmora

@@ -3,70 +3,86 @@
 #include <cstdint>
 #include <utility>
 
+#include "platform/portable/text/ascii.h"
 #include "platform/portable/text/hexadecimal.h"
-#include "platform/utf8.h"
 
 namespace velmora {
 namespace {
 
-bool accept(std::string_view& rest, std::string_view expected) {
-  if (!rest.starts_with(expected)) return false;
-  rest.remove_prefix(expected.size());
-  return true;
-}
-
 // Up to eight digits; none at all mean U+0000.
-bool readCharacterReference(std::string_view& rest, std::string& bytes) {
-  const unsigned base = accept(rest, "x") ? 16 : 10;
-  const std::size_t length = rest.substr(0, 9).find(';');
+bool readCharacterReference(Cursor& cursor, DecodedText& text) {
+  const unsigned base = cursor.accept("x") ? 16 : 10;
+  const std::size_t length = cursor.rest().substr(0, 9).find(';');
   if (length == std::string_view::npos) return false;
   std::uint64_t value = 0;
-  for (const char character : rest.substr(0, length)) {
+  for (const char character : cursor.take(length)) {
     const std::optional<unsigned> digit = hexadecimalValue(character);
     if (!digit || *digit >= base) return false;
     value = value * base + *digit;
   }
-  rest.remove_prefix(length + 1);
-  const auto scalar = static_cast<char32_t>(value);
-  if (!isScalar(scalar)) return false;
-  appendScalar(bytes, scalar);
+  text.append(static_cast<char32_t>(value));
+  return cursor.accept(";");
+}
+
+bool readReference(Cursor& cursor, DecodedText& text) {
+  constexpr std::pair<std::string_view, char32_t> entities[] = {
+      {"lt;", '<'}, {"gt;", '>'}, {"amp;", '&'}, {"apos;", '\''}, {"quot;", '"'}};
+  for (const auto& [name, character] : entities) {
+    if (!cursor.accept(name)) continue;
+    text.append(character);
+    return true;
+  }
+  return cursor.accept("#") && readCharacterReference(cursor, text);
+}
+
+bool readSection(CountingCursor& cursor, DecodedText& text) {
+  constexpr std::string_view end = "]]>";
+  const std::string_view rest = cursor.rest();
+  if (!cursor.skipPast(end)) return false;
+  text.append(rest.substr(0, rest.size() - cursor.rest().size() - end.size()));
   return true;
 }
 
-bool readReference(std::string_view& rest, std::string& bytes) {
-  constexpr std::pair<std::string_view, char> entities[] = {
-      {"lt;", '<'}, {"gt;", '>'}, {"amp;", '&'}, {"apos;", '\''}, {"quot;", '"'}};
-  for (const auto& [name, character] : entities) {
-    if (!accept(rest, name)) continue;
-    bytes += character;
-    return true;
+// Reads up to what is no character data: a tag, or the end.
+bool readPieces(CountingCursor& cursor, DecodedText& text) {
+  bool isRead = true;
+  while (isRead && text.isSound()) {
+    text.append(
+        cursor.takeWhile([](char character) { return character != '<' && character != '&'; }));
+    if (cursor.accept("&")) {
+      isRead = readReference(cursor, text);
+    } else if (cursor.accept("<![CDATA[")) {
+      isRead = readSection(cursor, text);
+    } else {
+      return text.isSound();
+    }
   }
-  return accept(rest, "#") && readCharacterReference(rest, bytes);
+  return false;
 }
 
 }  // namespace
 
-std::optional<std::string> readXMLText(std::string_view& rest) {
-  std::string bytes;
-  while (true) {
-    const std::size_t end = rest.find_first_of("<&");
-    if (end == std::string_view::npos) return std::nullopt;
-    bytes += rest.substr(0, end);
-    rest.remove_prefix(end);
-    if (accept(rest, "&")) {
-      if (!readReference(rest, bytes)) return std::nullopt;
-    } else if (accept(rest, "<![CDATA[")) {
-      const std::string_view section = rest.substr(0, rest.find("]]>"));
-      bytes += section;
-      rest.remove_prefix(section.size());
-      if (!accept(rest, "]]>")) return std::nullopt;
-    } else {
-      break;
-    }
-  }
+std::optional<CharacterData> takeCharacterData(CountingCursor& cursor, StringEncoding encoding,
+                                               ReadingProgress& progress) {
+  const CountingCursor begin = cursor;
+  // Nearly every string is of this kind, and needs no second look.
+  const std::string_view plain =
+      cursor.takeLength([](std::string_view piece) { return asciiLength(piece, '<', '&'); });
+  if (cursor.startsWith("</")) return CharacterData{plain, true};
+  cursor = begin;
+  DecodedText measured(progress, encoding);
+  if (!readPieces(cursor, measured) || !measured.finish() || cursor.isAtEnd()) return std::nullopt;
+  return CharacterData{begin.rest().substr(0, begin.rest().size() - cursor.rest().size()), false};
+}
+
+bool decodeCharacterData(std::string_view bytes, ReadingProgress& progress, DecodedText& text) {
+  CountingCursor cursor(bytes, progress);
+  return readPieces(cursor, text);
+}
+
+void removeByteOrderMark(std::string& text) {
   constexpr std::string_view byteOrderMark = "\uFEFF";
-  const bool isMarked = bytes.starts_with(byteOrderMark);
-  return decodeUTF8(std::string_view(bytes).substr(isMarked ? byteOrderMark.size() : 0));
+  if (text.starts_with(byteOrderMark)) text.erase(0, byteOrderMark.size());
 }
 
 }  // namespace velmora

@@ -1,33 +1,40 @@
 #include "platform/portable/property_list/xml_property_list.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "platform/portable/property_list/nesting.h"
 #include "platform/portable/property_list/xml_character_data.h"
 #include "platform/portable/property_list/xml_values.h"
+#include "platform/portable/text/ascii.h"
+#include "platform/unreachable.h"
 
 namespace velmora {
 namespace {
 
 using Outcome = PropertyListString::Outcome;
 
-constexpr std::string_view whiteSpace = " \t\n\r";
+constexpr bool isWhiteSpace(char character) {
+  return character == ' ' || character == '\t' || character == '\n' || character == '\r';
+}
 
-// Reads from the front of the text. The elements that are open stand on a stack of one byte each;
-// a function that meets a fault returns false, or nothing, and ends the reading.
+// The elements that are open stand on a stack of one byte each; a function that meets a fault
+// returns false, or nothing, and ends the reading. Strings are checked where they lie, and only
+// the one that is sought is taken out, at the end.
 class XMLReader {
  public:
-  XMLReader(std::string_view text, std::string_view key) : rest_(text), key_(key) {}
+  XMLReader(PropertyListText& text, std::string_view key, ReadingProgress& progress)
+      : text_(text), key_(key), progress_(progress), cursor_(text.text(), progress) {}
 
   std::optional<PropertyListString> read() {
     while (!isComplete_) {
       if (!readMarkup()) return std::nullopt;
     }
     if (value_.kind != Kind::dictionary) return PropertyListString{Outcome::notADictionary, {}};
-    return std::move(sought_);
+    if (sought_.outcome != Outcome::found) return PropertyListString{sought_.outcome, {}};
+    return takeSought();
   }
 
  private:
@@ -35,45 +42,31 @@ class XMLReader {
   enum class Kind { string, dictionary, other };
   struct Value {
     Kind kind = Kind::other;
-    std::string text;
+    CharacterData string = {{}, true};
+  };
+  struct Sought {
+    Outcome outcome = Outcome::missing;
+    std::string_view string;
   };
 
   // What may stand between values: white space, comments, instructions, and tags.
   bool readMarkup() {
     skipWhiteSpace();
-    if (!accept("<")) return false;
-    // Inside an element Apple's reader looks for the end from the last character of the opening
-    // on: "<?>" and "<!--->" are whole there.
-    const std::size_t overlap = levels_.empty() ? 0 : 1;
-    if (rest_.starts_with("?")) return skipPast("?>", 1 - overlap);
-    if (rest_.starts_with("!--")) return skipPast("-->", 3 - overlap);
-    if (levels_.empty() && accept("!DOCTYPE")) return skipDocumentType();
-    return accept("/") ? closeLevel() : readElement();
+    if (!cursor_.accept("<")) return false;
+    if (cursor_.accept("/")) return closeLevel();
+    // Where Apple's reader begins to look for the end depends on where it stands: in an element
+    // "<?>" is whole, and outside of every element "<!---->" is not.
+    const bool isInside = !levels_.empty();
+    if (cursor_.startsWith("?")) return cursor_.skipPast("?>", isInside ? 0 : 1);
+    if (cursor_.startsWith("!--")) return cursor_.skipPast("-->", isInside ? 3 : 4);
+    if (!isInside && cursor_.accept("!DOCTYPE")) return skipDocumentType();
+    return readElement();
   }
 
+  // One with an internal subset is refused: no version of Apple's reader takes it.
   bool skipDocumentType() {
-    const std::size_t end = rest_.find_first_of("[>");
-    if (end == std::string_view::npos) return false;
-    const bool hasSubset = rest_[end] == '[';
-    rest_.remove_prefix(end + 1);
-    if (!hasSubset) return true;
-    if (!skipInternalSubset()) return false;
-    skipWhiteSpace();
-    return accept(">");
-  }
-
-  // Declarations end at their first ">", even a quoted one.
-  bool skipInternalSubset() {
-    while (true) {
-      skipWhiteSpace();
-      if (accept("]")) return true;
-      const bool isSkipped = accept("%")      ? skipPast(";")
-                             : accept("<?")   ? skipPast("?>")
-                             : accept("<!--") ? skipPast("-->")
-                             : accept("<!")   ? skipPast(">")
-                                              : false;
-      if (!isSkipped) return false;
-    }
+    cursor_.takeWhile([](char character) { return character != '[' && character != '>'; });
+    return cursor_.accept(">");
   }
 
   bool closeLevel() {
@@ -84,31 +77,39 @@ class XMLReader {
       case Level::fullPlist:  // is as its value is
         return finishTag("plist") && endValue();
       case Level::array:
-        value_ = {Kind::other, {}};
-        return finishTag("array") && endValue();
+        return finishTag("array") && closeContainer(Kind::other);
       case Level::dictionaryKey:
-        value_ = {Kind::dictionary, {}};
-        return finishTag("dict") && endValue();
+        return finishTag("dict") && closeContainer(Kind::dictionary);
       case Level::emptyPlist:
       case Level::dictionaryValue:
-        break;
+        return false;
     }
-    return false;
+    unreachable();
+  }
+
+  bool closeContainer(Kind kind) {
+    --openContainers_;
+    return endValue(kind);
   }
 
   // An opening tag; if it opens a scalar, all of it.
   bool readElement() {
-    const std::size_t end = rest_.find('>');
-    if (end == std::string_view::npos || end == 0) return false;
-    const bool isEmpty = rest_[end - 1] == '/';
-    const std::string_view tag = rest_.substr(0, end - (isEmpty ? 1 : 0));
-    const std::string_view name = tag.substr(0, tag.find_first_of(whiteSpace));
-    rest_.remove_prefix(end + 1);
+    std::string_view tag = cursor_.takeUntil('>');
+    if (tag.empty() || !cursor_.accept(">")) return false;
+    const bool isEmpty = tag.ends_with('/');
+    if (isEmpty) tag.remove_suffix(1);
+    const std::string_view name = CountingCursor(tag, progress_).takeWhile([](char character) {
+      return !isWhiteSpace(character);
+    });
     if (!mayStandHere(name)) return false;
+    if (name == "key" || name == "string") return readString(name, isEmpty);
     if (name == "plist") return !isEmpty && open(Level::emptyPlist);
     if (name == "array") return isEmpty ? endValue(Kind::other) : open(Level::array);
     if (name == "dict") return isEmpty ? endValue(Kind::dictionary) : open(Level::dictionaryKey);
-    return readScalar(name, isEmpty);
+    if (name == "true" || name == "false") {
+      return (isEmpty || readClosingTag(name)) && endValue(Kind::other);
+    }
+    return !isEmpty && isContentOf(name) && readClosingTag(name) && endValue(Kind::other);
   }
 
   bool mayStandHere(std::string_view name) const {
@@ -118,6 +119,7 @@ class XMLReader {
   }
 
   bool open(Level level) {
+    if (level != Level::emptyPlist && ++openContainers_ > maximumNesting) return false;
     levels_.push_back(level);
     // The first container is the top level, or stands in one that is no dictionary.
     if (level != Level::emptyPlist && topLevelDepth_ == 0) {
@@ -127,44 +129,56 @@ class XMLReader {
     return true;
   }
 
-  bool readScalar(std::string_view name, bool isEmpty) {
-    if (name == "string" || name == "key") {
-      std::optional<std::string> text = isEmpty ? std::string() : readXMLText(rest_);
-      if (!text || (!isEmpty && !readClosingTag(name))) return false;
-      value_ = {Kind::string, *std::move(text)};
-      return endValue();
-    }
-    const bool isTaken = name == "true" || name == "false" ? isEmpty || readClosingTag(name)
-                                                           : !isEmpty && readPlainContent(name);
-    return isTaken && endValue(Kind::other);
+  bool readString(std::string_view name, bool isEmpty) {
+    value_ = {Kind::string, {{}, true}};
+    if (isEmpty) return endValue();
+    const auto string = takeCharacterData(cursor_, text_.encoding(), progress_);
+    if (!string || !readClosingTag(name)) return false;
+    value_.string = *string;
+    return endValue();
   }
 
-  // The elements that may not be empty tags, with content other than text for its own sake.
-  bool readPlainContent(std::string_view name) {
-    bool isTaken = false;
-    if (name == "real") {
-      const std::optional<std::string> text = readXMLText(rest_);
-      isTaken = text && isPropertyListReal(*text);
-    } else {
-      const std::string_view content = rest_.substr(0, rest_.find('<'));
-      rest_.remove_prefix(content.size());
-      isTaken = (name == "integer" && isPropertyListInteger(content)) ||
-                (name == "date" && isPropertyListDate(content)) ||
-                (name == "data" && isPropertyListData(content));
+  // Takes what stands between tags where neither text nor elements do.
+  bool isContentOf(std::string_view name) {
+    if (name == "real") return isReal();
+    const std::string_view bytes = cursor_.takeUntil('<');
+    const CountingCursor content(bytes, progress_);
+    // As UTF-8, no character of Latin 1 would be one of the lone bytes that count as white space.
+    if (name == "integer") {
+      return isPropertyListInteger(content) &&
+             (text_.encoding() == StringEncoding::utf8 || isPropertyListData(content));
     }
-    return isTaken && readClosingTag(name);
+    return (name == "date" && isPropertyListDate(content)) ||
+           (name == "data" && isPropertyListData(content));
   }
 
-  bool readClosingTag(std::string_view name) { return accept("</") && finishTag(name); }
+  bool isReal() {
+    constexpr std::size_t maximumSize = 1 << 16;  // of one that has to be decoded
+    const auto characters = takeCharacterData(cursor_, text_.encoding(), progress_);
+    if (!characters) return false;
+    if (characters->isPlain) return isPropertyListReal({characters->bytes, progress_});
+    const std::optional<std::string> real = decoded(*characters, maximumSize);
+    return real && isPropertyListReal({*real, progress_});
+  }
+
+  std::optional<std::string> decoded(const CharacterData& characters, std::size_t limit) {
+    std::optional<std::string> text = decodedExactly(
+        progress_, text_.encoding(), limit,
+        [&](DecodedText& into) { return decodeCharacterData(characters.bytes, progress_, into); });
+    if (text) removeByteOrderMark(*text);
+    return text;
+  }
+
+  bool readClosingTag(std::string_view name) { return cursor_.accept("</") && finishTag(name); }
 
   bool finishTag(std::string_view name) {
-    if (!accept(name)) return false;
+    if (!cursor_.accept(name)) return false;
     skipWhiteSpace();
-    return accept(">");
+    return cursor_.accept(">");
   }
 
   bool endValue(Kind kind) {
-    value_ = {kind, {}};
+    value_.kind = kind;
     return endValue();
   }
 
@@ -180,52 +194,57 @@ class XMLReader {
       level = Level::fullPlist;
     } else if (level == Level::dictionaryKey) {
       level = Level::dictionaryValue;
-      if (isEntry) isSought_ = value_.text == key_;
+      if (isEntry) isSought_ = isKey(value_.string);
     } else if (level == Level::dictionaryValue) {
       level = Level::dictionaryKey;
-      if (isEntry && isSought_) takeSought();
+      if (isEntry && isSought_) noteSought();
     }
     return true;
   }
 
-  void takeSought() {
+  bool isKey(const CharacterData& string) {
+    constexpr std::size_t byteOrderMark = 3;
+    if (string.isPlain) return string.bytes == key_;
+    return decoded(string, key_.size() + byteOrderMark) == key_;
+  }
+
+  void noteSought() {
     const bool isString = value_.kind == Kind::string;
-    sought_ = {isString ? Outcome::found : Outcome::notAString, std::move(value_.text)};
+    sought_ = {isString ? Outcome::found : Outcome::notAString, value_.string.bytes};
   }
 
-  bool accept(std::string_view expected) {
-    if (!rest_.starts_with(expected)) return false;
-    rest_.remove_prefix(expected.size());
-    return true;
+  PropertyListString takeSought() {
+    std::optional<std::string> string = std::move(text_).takeString(
+        sought_.string, progress_, [&](std::string_view bytes, DecodedText& text) {
+          return decodeCharacterData(bytes, progress_, text);
+        });
+    if (!string) return {Outcome::notAString, {}};
+    removeByteOrderMark(*string);
+    return {Outcome::found, *std::move(string)};
   }
 
-  bool skipPast(std::string_view end, std::size_t from = 0) {
-    const std::size_t at = rest_.find(end, from);
-    if (at == std::string_view::npos) return false;
-    rest_.remove_prefix(at + end.size());
-    return true;
-  }
+  void skipWhiteSpace() { cursor_.takeWhile(isWhiteSpace); }
 
-  void skipWhiteSpace() {
-    rest_.remove_prefix(std::min(rest_.find_first_not_of(whiteSpace), rest_.size()));
-  }
-
-  std::string_view rest_;
+  PropertyListText& text_;
   const std::string_view key_;
+  ReadingProgress& progress_;
+  CountingCursor cursor_;
   std::vector<Level> levels_;
+  std::size_t openContainers_ = 0;
   std::size_t topLevelDepth_ = 0;
   bool isTopLevelDictionary_ = false;
   bool isComplete_ = false;
   Value value_;            // the last that has ended
   bool isSought_ = false;  // whether the last key of the top-level dictionary is the one
-  PropertyListString sought_{Outcome::missing, {}};
+  Sought sought_;
 };
 
 }  // namespace
 
-std::optional<PropertyListString> xmlPropertyListString(std::string_view text,
-                                                        std::string_view key) {
-  return XMLReader(text, key).read();
+std::optional<PropertyListString> xmlPropertyListString(PropertyListText& text,
+                                                        std::string_view key,
+                                                        ReadingProgress& progress) {
+  return XMLReader(text, key, progress).read();
 }
 
 }  // namespace velmora

@@ -9,13 +9,17 @@
 #include <optional>
 #include <string_view>
 
+#include "platform/portable/property_list/encoding.h"
+#include "platform/portable/property_list/reading_progress.h"
 #include "platform/property_list.h"
 
 namespace velmora {
 
 // Looks up `key`; nothing when `text` is no property list in XML. What follows the first element
-// is not looked at. Of a key that comes twice the last value counts.
-std::optional<PropertyListString> xmlPropertyListString(std::string_view text,
-                                                        std::string_view key);
+// is not looked at. Of a key that comes twice the last value counts. A value found takes the place
+// of `text`.
+std::optional<PropertyListString> xmlPropertyListString(PropertyListText& text,
+                                                        std::string_view key,
+                                                        ReadingProgress& progress);
 
 }  // namespace velmora

@@ -1,10 +1,10 @@
 #include "platform/portable/property_list/xml_values.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <string>
 
+#include "platform/portable/text/ascii.h"
 #include "platform/portable/text/hexadecimal.h"
 
 namespace velmora {
@@ -12,21 +12,6 @@ namespace {
 
 bool isDigit(char character) {
   return character >= '0' && character <= '9';
-}
-
-void skipDigits(std::string_view& rest) {
-  rest.remove_prefix(static_cast<std::size_t>(
-      std::distance(rest.begin(), std::ranges::find_if_not(rest, isDigit))));
-}
-
-bool accept(std::string_view& rest, std::string_view characters) {
-  if (rest.empty() || characters.find(rest.front()) == std::string_view::npos) return false;
-  rest.remove_prefix(1);
-  return true;
-}
-
-bool acceptDigit(std::string_view& rest) {
-  return accept(rest, "0123456789");
 }
 
 // The length of the white space at the front, as Apple's number scanners see it: all control
@@ -42,8 +27,8 @@ std::size_t spaceLength(std::string_view rest) {
   return isGeneralPunctuation && static_cast<unsigned char>(rest[2]) <= 0x8B ? 3 : 0;
 }
 
-void skipSpace(std::string_view& rest) {
-  while (const std::size_t length = spaceLength(rest)) rest.remove_prefix(length);
+void skipSpace(CountingCursor& cursor) {
+  while (const std::size_t length = spaceLength(cursor.rest())) cursor.pass(length);
 }
 
 bool isNameOfReal(std::string_view content) {
@@ -58,61 +43,50 @@ bool isNameOfReal(std::string_view content) {
 
 }  // namespace
 
-bool isPropertyListInteger(std::string_view content) {
+bool isPropertyListInteger(CountingCursor content) {
   skipSpace(content);
-  const bool isNegative = content.starts_with('-');
-  if (accept(content, "+-")) skipSpace(content);
-  const bool isHexadecimal = content.starts_with("0x") || content.starts_with("0X");
-  if (isHexadecimal) content.remove_prefix(2);
-  if (content.empty()) return false;
-
-  const std::uint64_t base = isHexadecimal ? 16 : 10;
+  const bool isNegative = content.startsWith("-");
+  if (content.acceptAny("+-")) skipSpace(content);
+  const std::uint64_t base = content.accept("0x") || content.accept("0X") ? 16 : 10;
   const std::uint64_t maximum = isNegative ? std::uint64_t{1} << 63  // the least is one further
                                            : std::numeric_limits<std::uint64_t>::max();
   std::uint64_t value = 0;
-  for (const char character : content) {
+  const std::string_view digits = content.takeWhile([&](char character) {
     const std::optional<unsigned> digit = hexadecimalValue(character);
     if (!digit || *digit >= base || value > (maximum - *digit) / base) return false;
     value = value * base + *digit;
-  }
-  return true;
+    return true;
+  });
+  return !digits.empty() && content.isAtEnd();
 }
 
-bool isPropertyListReal(std::string_view content) {
-  if (isNameOfReal(content)) return true;
+bool isPropertyListReal(CountingCursor content) {
+  if (isNameOfReal(content.rest())) return true;
   skipSpace(content);
-  accept(content, "+-");
-  const std::size_t before = content.size();
-  skipDigits(content);
-  std::size_t digits = before - content.size();
-  if (accept(content, ".")) {
-    const std::size_t behindPoint = content.size();
-    skipDigits(content);
-    digits += behindPoint - content.size();
-  }
+  content.acceptAny("+-");
+  std::size_t digits = content.takeWhile(isDigit).size();
+  if (content.accept(".")) digits += content.takeWhile(isDigit).size();
   if (digits == 0) return false;
-  if (accept(content, "eE")) {
-    accept(content, "+-");
-    if (!acceptDigit(content)) return false;
-    skipDigits(content);
+  if (content.acceptAny("eE")) {
+    content.acceptAny("+-");
+    if (content.takeWhile(isDigit).empty()) return false;
   }
-  return content.empty();
+  return content.isAtEnd();
 }
 
-bool isPropertyListDate(std::string_view content) {
-  accept(content, "-");
-  skipDigits(content);
+bool isPropertyListDate(CountingCursor content) {
+  content.accept("-");
+  content.takeWhile(isDigit);
   for (const char expected : std::string_view("-dd-ddTdd:dd:ddZ")) {
-    const bool isExpected =
-        expected == 'd' ? acceptDigit(content) : accept(content, {&expected, 1});
-    if (!isExpected) return false;
+    const std::string_view wanted = expected == 'd' ? "0123456789" : std::string_view(&expected, 1);
+    if (!content.acceptAny(wanted)) return false;
   }
-  return content.empty();
+  return content.isAtEnd();
 }
 
-bool isPropertyListData(std::string_view content) {
-  return std::ranges::all_of(content,
-                             [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
+bool isPropertyListData(CountingCursor content) {
+  content.takeLength([](std::string_view piece) { return asciiLength(piece); });
+  return content.isAtEnd();
 }
 
 }  // namespace velmora

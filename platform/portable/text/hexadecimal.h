@@ -2,15 +2,15 @@
 #pragma once
 
 #include <optional>
-#include <string_view>
 
 namespace velmora {
 
 // The value of a digit of either letter case; nothing when `character` is none.
 constexpr std::optional<unsigned> hexadecimalValue(char character) {
-  const std::size_t value = std::string_view("0123456789abcdefABCDEF").find(character);
-  if (value == std::string_view::npos) return std::nullopt;
-  return static_cast<unsigned>(value < 16 ? value : value - 6);
+  if (character >= '0' && character <= '9') return static_cast<unsigned>(character - '0');
+  if (character >= 'a' && character <= 'f') return static_cast<unsigned>(character - 'a' + 10);
+  if (character >= 'A' && character <= 'F') return static_cast<unsigned>(character - 'A' + 10);
+  return std::nullopt;
 }
 
 // The digit of `value`, which is less than 16, in upper case.

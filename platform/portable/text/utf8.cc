@@ -2,6 +2,8 @@
 
 #include <array>
 
+#include "platform/portable/text/ascii.h"
+
 namespace velmora {
 namespace {
 
@@ -59,12 +61,13 @@ void appendScalar(std::string& text, char32_t scalar) {
 }
 
 bool isUTF8(std::string_view bytes) noexcept {
-  while (!bytes.empty()) {
+  while (true) {
+    bytes.remove_prefix(asciiLength(bytes));
+    if (bytes.empty()) return true;
     const Scalar scalar = firstScalar(bytes);
     if (scalar.value == Scalar::none) return false;
     bytes.remove_prefix(scalar.length);
   }
-  return true;
 }
 
 std::optional<std::string> decodeUTF8(std::string_view bytes) {
