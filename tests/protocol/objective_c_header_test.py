@@ -59,6 +59,9 @@ class ObjectiveCHeader(unittest.TestCase):
                 self.assertEqual(len(found), 1, f"{name} in {path}")
                 meant[name] = found[0]
         self.assertEqual(said, meant)
+        page = (SOURCE / "docs/messages.md").read_text()
+        for name, text in said.items():
+            self.assertIn(text.strip(" :"), page, f"{name} in docs/messages.md")
 
     def test_methods_are_those_of_the_protocol_in_its_order(self):
         said = re.findall(r"^- \(void\)(\w+)", self.HEADER, re.MULTILINE)
