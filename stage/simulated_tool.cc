@@ -19,9 +19,9 @@
 #include <cstdlib>
 #include <fstream>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -99,9 +99,9 @@ std::optional<std::vector<std::string>> linesOf(const std::string& path) {
 template <typename Number>
 Number parsed(const std::string& text, Number lowest, Number highest) {
   Number number{};
-  const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || stop != end || !(number >= lowest && number <= highest)) {
+  std::istringstream stream(text);
+  const bool isWhole = (stream >> std::noskipws >> number) && stream.peek() == EOF;
+  if (!isWhole || !(number >= lowest && number <= highest)) {
     failStage("control value out of range: " + text);
   }
   return number;

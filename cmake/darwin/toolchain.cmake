@@ -1,5 +1,6 @@
 # Compiles and links for macOS on a Debian machine, with what scripts/darwin-sdk has put together.
-# A check of names and formats: no product is built this way.
+# A check of names and formats: no product is built this way. Without chains of fixups, every pointer
+# of the linked file can be followed as it stands.
 set(CMAKE_SYSTEM_NAME Darwin)
 set(CMAKE_SYSTEM_VERSION 24)
 
@@ -34,7 +35,7 @@ set(CMAKE_RANLIB ${llvm}/bin/llvm-ranlib CACHE FILEPATH "")
 set(CMAKE_INSTALL_NAME_TOOL ${llvm}/bin/llvm-install-name-tool CACHE FILEPATH "")
 string(JOIN " " CMAKE_EXE_LINKER_FLAGS_INIT
   -B${llvm}/bin -fuse-ld=lld -mlinker-version=711 -nostdlib -Wl,-adhoc_codesign
-  -Wl,-fatal_warnings -F${sdk}/frameworks -L${sdk}/lib -lc++ -lSystem -lobjc)
+  -Wl,-fatal_warnings -Wl,-no_fixup_chains -F${sdk}/frameworks -L${sdk}/lib -lc++ -lSystem -lobjc)
 
 set(nlohmann_json_DIR ${CMAKE_CURRENT_LIST_DIR}/nlohmann_json)
 set(CMAKE_FIND_ROOT_PATH ${sdk})

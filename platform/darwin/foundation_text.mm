@@ -1,8 +1,5 @@
 #include "platform/darwin/foundation_text.h"
 
-#include <vector>
-
-#include "platform/portable/property_list/encoding.h"
 #include "platform/portable/text/utf16.h"
 
 namespace velmora {
@@ -14,11 +11,9 @@ NSString* foundationText(std::string_view text) {
 }
 
 std::string utf8Text(NSString* text) {
-  std::vector<unichar> units([text length]);
-  [text getCharacters:units.data() range:NSRange{0, units.size()}];
-  UTF16Decoder decoder;
-  for (const unichar unit : units) decoder.append(static_cast<char16_t>(unit));
-  return decoder.finish();
+  std::u16string units([text length], u'\0');
+  [text getCharacters:reinterpret_cast<unichar*>(units.data()) range:NSRange{0, units.size()}];
+  return utf8OfUTF16(units);
 }
 
 }  // namespace velmora

@@ -13,12 +13,13 @@ namespace {
 // number. No label has so many.
 constexpr std::size_t mostMarksInARow = 256;
 
-// Calls `visit` with each scalar of `text` until it says false. Returns whether it never did.
+// Calls `visit` with each scalar of `text`, and the part that it is, until it says false. Returns
+// whether it never did.
 template <typename Visit>
 bool everyScalar(std::string_view text, Visit visit) {
   while (!text.empty()) {
     const Scalar scalar = firstScalar(text);
-    if (!visit(scalar.value)) return false;
+    if (!visit(scalar.value, text.substr(0, scalar.length))) return false;
     text.remove_prefix(scalar.length);
   }
   return true;
@@ -27,7 +28,7 @@ bool everyScalar(std::string_view text, Visit visit) {
 bool hasFewMarksInARow(std::string_view text) {
   NSCharacterSet* marks = [NSCharacterSet nonBaseCharacterSet];
   std::size_t inARow = 0;
-  return everyScalar(text, [&](char32_t value) {
+  return everyScalar(text, [&](char32_t value, std::string_view /*part*/) {
     inARow = [marks longCharacterIsMember:value] ? inARow + 1 : 0;
     return inARow <= mostMarksInARow;
   });
@@ -54,11 +55,9 @@ std::string canonicalForm(std::string_view text) {
 // One scalar at a time: Foundation's mapping of a whole text knows the sigma at a word's end.
 std::string lowercased(std::string_view text) {
   std::string result;
-  everyScalar(text, [&](char32_t value) {
+  everyScalar(text, [&](char32_t /*value*/, std::string_view part) {
     @autoreleasepool {
-      std::string scalar;
-      appendScalar(scalar, value);
-      result += utf8Text([foundationText(scalar) lowercaseString]);
+      result += utf8Text([foundationText(part) lowercaseString]);
       return true;
     }
   });
@@ -68,9 +67,9 @@ std::string lowercased(std::string_view text) {
 bool isAlphanumericExcept(std::string_view text, std::string_view others) {
   @autoreleasepool {
     NSCharacterSet* alphanumeric = [NSCharacterSet alphanumericCharacterSet];
-    return everyScalar(text, [&](char32_t value) {
-      return (value < 0x80 && others.find(static_cast<char>(value)) != std::string_view::npos) ||
-             [alphanumeric longCharacterIsMember:value];
+    return everyScalar(text, [&](char32_t value, std::string_view part) {
+      return (part.size() == 1 && others.find(part) != std::string_view::npos) ||
+             (isScalar(value) && [alphanumeric longCharacterIsMember:value]);
     });
   }
 }

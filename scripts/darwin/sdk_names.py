@@ -14,6 +14,7 @@ class Names:
         self.parents = {}    # class or protocol: those whose members it has too
         self.classes = {}    # class: its framework
         self.symbols = {}    # function or constant: its framework
+        self.arities = {}    # function: the numbers of parameters that it may have
         self.enumerations = {}  # enumeration: {constant, often without its prefix: number}
         for framework in ("CoreFoundation", "Foundation", "Security", "Runtime", "Kernel"):
             self._read(framework, (types / f"{framework}.d.ts").read_text())
@@ -35,8 +36,10 @@ class Names:
             elif match := re.match(r"declare const (\w+): \{$", line):
                 scope = match[1]
                 self.enumerations[scope] = {}
-            elif match := re.match(r"declare (?:function|const) (\w+)\b", line):
+            elif match := re.match(r"declare (?:function|const) (\w+)(?:\((.*)\):)?", line):
                 self.symbols.setdefault(match[1], framework)
+                if match[2] is not None:
+                    self.arities.setdefault(match[1], set()).add(parameters(match[2]))
             elif line == "}" or line == "};":
                 scope = None
             elif scope in self.enumerations:

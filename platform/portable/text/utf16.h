@@ -1,5 +1,4 @@
-// The code units of UTF-16, which Foundation's texts are made of. For the way back see
-// UTF16Decoder in platform/portable/property_list/encoding.h.
+// The code units of UTF-16, which Foundation's texts are made of.
 #pragma once
 
 #include <string>
@@ -9,5 +8,8 @@ namespace velmora {
 
 // `text`, which is UTF-8, with each byte that is no part of a character as U+FFFD.
 std::u16string utf16OfUTF8(std::string_view text);
+
+// `units` with each surrogate that has no partner as U+FFFD.
+std::string utf8OfUTF16(std::u16string_view units);
 
 }  // namespace velmora

@@ -1,0 +1,26 @@
+// Doubles of the Security framework's calls and of CoreFoundation's release: they count the objects
+// they hand out, and fail when `doubles` says so.
+#pragma once
+
+#include <cstdint>
+
+typedef std::int32_t OSStatus;
+typedef const void* CFTypeRef;
+typedef const struct DoubleString* CFStringRef;
+typedef const struct DoubleDictionary* CFDictionaryRef;
+typedef const struct DoubleCode* SecCodeRef;
+typedef const struct DoubleStaticCode* SecStaticCodeRef;
+typedef const struct DoubleRequirement* SecRequirementRef;
+
+enum : std::uint32_t { kSecCSDefaultFlags = 0, kSecCSSigningInformation = 2 };
+enum : OSStatus { errSecSuccess = 0 };
+
+extern const CFStringRef kSecCodeInfoTeamIdentifier;
+
+void CFRelease(CFTypeRef object);
+OSStatus SecCodeCopySelf(std::uint32_t flags, SecCodeRef* self);
+OSStatus SecCodeCopyStaticCode(SecCodeRef code, std::uint32_t flags, SecStaticCodeRef* staticCode);
+OSStatus SecStaticCodeCheckValidity(SecStaticCodeRef staticCode, std::uint32_t flags,
+                                    SecRequirementRef requirement);
+OSStatus SecCodeCopySigningInformation(SecStaticCodeRef code, std::uint32_t flags,
+                                       CFDictionaryRef* information);
