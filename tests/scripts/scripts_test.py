@@ -54,7 +54,7 @@ class Scripts(unittest.TestCase):
         stage = SOURCES / "scripts/stage"
         bubblewrap, = children(self.running_cat(stage).pid)
         inside, = children(bubblewrap)
-        look = "whoami; cat /proc/2/comm; exit 7"
+        look = "whoami; cat /proc/2/comm; test -d /proc/self && exit 7"
         result = subprocess.run([stage, f"--join={inside}", "--user", "bob", "sh", "-c", look],
                                 capture_output=True, text=True)
         self.assertEqual((result.returncode, result.stdout), (7, "bob\ncat\n"), result)
