@@ -10,8 +10,8 @@ import subprocess
 import time
 from pathlib import Path
 
-from stage_support import (BUSY, STAFF, USERS, Client, StageTestCase, eventually, main,
-                           removal_request)
+from stage_support import (BUSY, SANITIZED, STAFF, USERS, Client, StageTestCase, eventually, main,
+                           removal_request, resident_bytes)
 
 ALICE = Path("/Users/alice/Library/LaunchAgents")
 FOLDERS = {"userAgent": ALICE, "sharedAgent": Path("/Library/LaunchAgents"),
@@ -257,6 +257,19 @@ class Removal(ItemTestCase):
         self.assertRegex(remove(item.key)[2], "^Could not write .*: File too large\\.$")
         self.assert_kept(item)
         self.assertTrue(item.job.exists(), "loaded again")
+
+    def test_keeps_the_memory_that_a_search_took(self):
+        before = resident_bytes(self.helper)
+        keys = [self.item(f"{number}", loaded=False, contents=plistlib.dumps(
+            {"Label": f"{self._testMethodName}.{number}", "Program": "x" * 240_000})).key
+            for number in range(50)]
+        for number in range(30_000):  # names of seven megabytes
+            os.mknod(ALICE / f"{number:0240}.plist")
+        self.addCleanup(lambda: [file.unlink() for file in ALICE.glob("0*")])
+        for client in [self.connect() for _ in range(3)]:
+            self.assertEqual(client.remove(*keys, "userAgent|a")[2], MISSING.format("a"))
+        if not SANITIZED:
+            self.assertLess(resident_bytes(self.helper) - before, 6 << 20)
 
     def test_archives_through_a_link_or_changes_the_archive_s_mode(self):
         item, elsewhere = self.item("item"), Path("/stage/elsewhere")

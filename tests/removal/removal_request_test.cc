@@ -40,16 +40,16 @@ TEST(RemovalRequest, splitsEntriesInTheWrongPlace) {
 
 TEST(RemovalRequest, countsEntriesThatAreTheSame) {
   Keys entries;
-  for (int i = 0; i < 128; ++i) entries.push_back("userAgent|org.example." + std::to_string(i));
+  for (int i = 0; i < 127; ++i) entries.push_back("userAgent|org.example." + std::to_string(i));
+  entries.emplace_back("userAgent|\u00E9");
   const Keys distinct = entries;
-  entries.insert(entries.end(), 400, entries.front());
+  entries.insert(entries.end(), 400, "userAgent|e\u0301");
   EXPECT_EQ(keysOf(entries), distinct);
   entries.emplace_back("sharedAgent|org.example.0");
   EXPECT_EQ(keysOf(entries), Keys());
   EXPECT_EQ(keysOf({}), Keys());
 
-  EXPECT_EQ(keysOf({"userAgent|\u00E9", "userAgent|e\u0301"}).size(), 1U);
-  EXPECT_EQ(keysOf({"userAgent|a", "|userAgent|a"}).size(), 1U);
+  EXPECT_EQ(keysOf({"userAgent|\u00E9", "|userAgent|e\u0301"}).size(), 1U);
   EXPECT_EQ(keysOf({"userAgent|a", "userAgent|A", "sharedAgent|a"}).size(), 3U);
 }
 
