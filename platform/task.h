@@ -41,9 +41,6 @@ class Task {
   // nothing runs then and the handler is never called. May be called once.
   void launch();
 
-  // True from the launch until the process has been reaped.
-  bool isRunning() const;
-
   // Sends SIGTERM; does nothing once the process has been reaped.
   void terminate();
 

@@ -35,9 +35,10 @@ std::vector<RemovalRequest> validateRequest(const std::vector<std::string>& entr
 }
 
 // Only a separator that is a character of its own counts: one with a mark on it is another
-// character. Those at the beginning are passed over, those behind the first belong to the label.
+// character, and what begins with its mark is no kind. Those at the beginning are passed over,
+// those behind the first belong to the label.
 RemovalRequest parseRequestEntry(std::string_view entry) {
-  while (beginsWithCharacter(entry, '|')) entry.remove_prefix(1);
+  while (entry.starts_with('|')) entry.remove_prefix(1);
   for (const LocationKind kind : allLocationKinds) {
     const std::string_view name = rawValue(kind);
     if (!entry.starts_with(name) || !beginsWithCharacter(entry.substr(name.size()), '|')) continue;

@@ -25,9 +25,9 @@ FileDescriptor openNullDevice() {
 
 // Asks the tool to end, then makes it; a process that survives even that is abandoned.
 void stop(Task& task, Semaphore& ended) {
-  if (task.isRunning()) task.terminate();
+  task.terminate();
   if (ended.waitFor(graceSeconds)) return;
-  if (task.isRunning()) task.kill();
+  task.kill();
   (void)ended.waitFor(graceSeconds);  // the run is over either way
 }
 

@@ -52,11 +52,6 @@ class Task::Process {
     if (running_) ::kill(pid_, number);
   }
 
-  bool isRunning() {
-    const std::lock_guard lock(mutex_);
-    return running_;
-  }
-
   // Nothing when the end of the process could not be learnt.
   std::optional<int> waitStatus() {
     const std::lock_guard lock(mutex_);
@@ -168,9 +163,6 @@ void Task::launch() {
   }
 }
 
-bool Task::isRunning() const {
-  return process_->isRunning();
-}
 void Task::terminate() {
   process_->signal(SIGTERM);
 }

@@ -10,8 +10,8 @@ import subprocess
 import time
 from pathlib import Path
 
-from stage_support import (BUSY, STAFF, USERS, Client, StageTestCase, eventually, main,
-                           removal_request)
+from stage_support import (BUSY, SANITIZED, STAFF, USERS, Client, StageTestCase, eventually, main,
+                           removal_request, resident_bytes)
 
 ALICE = Path("/Users/alice/Library/LaunchAgents")
 FOLDERS = {"userAgent": ALICE, "sharedAgent": Path("/Library/LaunchAgents"),
@@ -90,7 +90,7 @@ class Removal(ItemTestCase):
             self.assertTrue(item.is_in_place(), item.key)
             self.assertEqual(item.archived(), [], item.key)
 
-    def test_items_of_each_kind_and_format_are_stopped_archived_and_deleted(self):
+    def test_leaves_item_of_some_kind_or_format_loaded_in_place_or_without_its_record(self):
         items = [self.item("agent"), self.item("shared", kind="sharedAgent"),
                  self.item("daemon", kind="systemDaemon", loaded=False),
                  self.item("binary", name="of another name.PLIST", contents=plistlib.dumps(
@@ -125,7 +125,7 @@ class Removal(ItemTestCase):
             self.assertRegex(path.parent.name, "^[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}$")
             self.assertRegex(path.stem, "^[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}$")
 
-    def test_request_that_is_refused_touches_nothing(self):
+    def test_request_that_is_refused_touches_something(self):
         item, link, foreign = (self.item(name) for name in ("item", "link", "foreign"))
         # The third file of a label must not pass for the only one.
         twice, *_ = (self.item("twice", name=f"{number}.plist") for number in range(3))
@@ -159,7 +159,7 @@ class Removal(ItemTestCase):
         self.assertEqual(self.new_calls(), [])
         self.assertEqual(sorted(ARCHIVE.rglob("*")), before)
 
-    def test_item_that_cannot_be_removed_stays_and_what_was_done_to_it_is_undone(self):
+    def test_deletes_item_that_has_changed_or_undoes_too_little(self):
         stop_failed, undone = "launchctl exited with status 5: words", "print bootout bootstrap"
 
         def during_stop(command, loads, text=CHANGED, **controls):
@@ -210,7 +210,7 @@ class Removal(ItemTestCase):
                 if name == "undeletable":
                     subprocess.run(["umount", item.path], check=True)
 
-    def test_items_of_a_request_share_its_time(self):
+    def test_gives_each_item_a_time_of_its_own(self):
         first, second = self.item("first"), self.item("second")
         self.control("launchctl.bootout", "sleep=13")
         began = time.monotonic()
@@ -222,7 +222,7 @@ class Removal(ItemTestCase):
         self.assert_kept(second)
         self.assertTrue(second.job.exists())
 
-    def test_home_is_looked_up_for_each_request_and_means_what_the_walk_takes(self):
+    def test_remembers_a_home_or_takes_its_path_as_it_is(self):
         USERS["stranger"] = 503
         item = self.item("item", loaded=False)
         os.chown(item.path, 503, STAFF)
@@ -241,7 +241,7 @@ class Removal(ItemTestCase):
         self.assertEqual(self.new_calls(), [f"/bin/launchctl print gui/503/{item.label}"])
         self.assertEqual([entry["originalPath"] for entry in item.archived()], [str(item.path)])
 
-    def test_helper_short_of_memory_or_room_removes_nothing(self):
+    def test_removes_what_it_has_no_memory_or_room_for(self):
         item = self.item("item", contents=plistlib.dumps(
             {"Label": self._testMethodName + ".item", "Program": "x" * (12 << 20)}))
         shortage = Path("/stage/meminfo")
@@ -258,7 +258,20 @@ class Removal(ItemTestCase):
         self.assert_kept(item)
         self.assertTrue(item.job.exists(), "loaded again")
 
-    def test_archive_is_a_real_folder_and_stays_as_it_was(self):
+    def test_keeps_the_memory_that_a_search_took(self):
+        before = resident_bytes(self.helper)
+        keys = [self.item(f"{number}", loaded=False, contents=plistlib.dumps(
+            {"Label": f"{self._testMethodName}.{number}", "Program": "x" * 240_000})).key
+            for number in range(50)]
+        for number in range(30_000):  # names of seven megabytes
+            os.mknod(ALICE / f"{number:0240}.plist")
+        self.addCleanup(lambda: [file.unlink() for file in ALICE.glob("0*")])
+        for client in [self.connect() for _ in range(3)]:
+            self.assertEqual(client.remove(*keys, "userAgent|a")[2], MISSING.format("a"))
+        if not SANITIZED:
+            self.assertLess(resident_bytes(self.helper) - before, 6 << 20)
+
+    def test_archives_through_a_link_or_changes_the_archive_s_mode(self):
         item, elsewhere = self.item("item"), Path("/stage/elsewhere")
         elsewhere.mkdir()
         shutil.rmtree(ARCHIVE.parent, ignore_errors=True)
@@ -274,7 +287,7 @@ class Removal(ItemTestCase):
         self.assertEqual(remove(item.key), (True, [item.key], ""))
         self.assertEqual(stat.S_IMODE(ARCHIVE.stat().st_mode), 0o755)
 
-    def test_link_on_the_way_to_the_folder_is_followed_to_nothing(self):
+    def test_follows_link_on_the_way_to_the_folder(self):
         for level in (ALICE, ALICE.parent, ALICE.parent.parent):
             with self.subTest(level):
                 item = self.item(f"item{len(level.parts)}")
@@ -290,7 +303,7 @@ class Removal(ItemTestCase):
                     level.unlink()
                     real.rename(level)
 
-    def test_removals_and_operations_exclude_each_other(self):
+    def test_runs_removal_beside_an_operation(self):
         item = self.item("item")
         with self.held("launchctl.print") as release, Client("alice") as client:
             client.request(**removal_request(item.key))

@@ -22,6 +22,7 @@ CONSTANTS = dict(re.findall(r"(\w+)='(.*)'", Path("/stage/build_constants.env").
 SERVICE, CLIENT_IDENTIFIER = CONSTANTS["HelperServiceName"], CONSTANTS["ClientBundleIdentifier"]
 INTERFACE = CONSTANTS["VendorLabelPrefix"] + "VelmoraMaintenanceHelperXPC"
 HELPER = f"/Library/PrivilegedHelperTools/{SERVICE}"
+SANITIZED = b"__asan_init" in (program := Path(HELPER).read_bytes()) or b"__tsan_init" in program
 SOCKET = f"/run/{SERVICE}.socket"
 USERS = {"root": 0, "alice": 501, "bob": 502}
 STAFF = 20

@@ -8,11 +8,9 @@ import contextlib
 import multiprocessing
 import os
 import sys
-from pathlib import Path
 
-from stage_support import HELPER, StageTestCase, eventually, free_memory, resident_bytes
+from stage_support import SANITIZED, StageTestCase, eventually, free_memory, resident_bytes
 
-SANITIZED = b"__asan_init" in (program := Path(HELPER).read_bytes()) or b"__tsan_init" in program
 FULL = os.environ.get("VELMORA_ATTACK") == "full" and not SANITIZED
 DONE = (True, "")
 RESIDENT_GROWTH = 32 << 20  # what the allocator may keep of a flood

@@ -6,7 +6,6 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -157,24 +156,6 @@ Size portion(Size size, bool half) {
   return half && size > 1 ? size / 2 : size;
 }
 
-template <typename Object>
-Object* pointer(long word) {
-  return reinterpret_cast<Object*>(word);  // NOLINT(performance-no-int-to-ptr)
-}
-
-// Half of a message is half of its first piece.
-template <typename Transfer>
-long transfer(msghdr& message, bool half, Transfer real) {
-  const std::size_t pieces = message.msg_iovlen;
-  const std::size_t size = message.msg_iov->iov_len;
-  message.msg_iovlen = half ? 1 : pieces;
-  message.msg_iov->iov_len = portion(size, half);
-  const long result = real();
-  message.msg_iovlen = pieces;
-  message.msg_iov->iov_len = size;
-  return result;
-}
-
 }  // namespace
 
 extern "C" {
@@ -199,7 +180,8 @@ Subject file(long descriptor) {
   return {static_cast<int>(descriptor)};
 }
 Subject entry(long folder, long name) {
-  return {static_cast<int>(folder), pointer<const char>(name)};
+  // NOLINTNEXTLINE(performance-no-int-to-ptr)
+  return {static_cast<int>(folder), reinterpret_cast<const char*>(name)};
 }
 Subject path(long name) {
   return entry(AT_FDCWD, name);
@@ -218,9 +200,6 @@ Subject path(long name) {
   STAND_IN(intercept, result, name, " " #name " ", subject, NEXT)
 #define INTERCEPT_TRANSFER(name) \
   STAND_IN(intercept, long, name, " " #name " ", file(a), next(a, b, portion(c, half), d, e, f))
-#define INTERCEPT_MESSAGE(name)                           \
-  STAND_IN(intercept, long, name, " " #name " ", file(a), \
-           transfer(*pointer<msghdr>(b), half, [&] { return NEXT; }))
 #define INTERCEPT_CODE(name, subject) \
   STAND_IN(intercept<true>, int, name, " " #name " ", subject, NEXT)
 
@@ -256,8 +235,8 @@ INTERCEPT(int, getsockopt, file(a))
 INTERCEPT(int, accept4, file(a))
 INTERCEPT(int, poll, {})
 INTERCEPT(int, ppoll, {})
-INTERCEPT_MESSAGE(recvmsg)
-INTERCEPT_MESSAGE(sendmsg)
+INTERCEPT(long, recvmsg, file(a))
+INTERCEPT(long, sendmsg, file(a))
 INTERCEPT_CODE(posix_spawn, path(b))
 INTERCEPT_CODE(pthread_create, {})
 INTERCEPT_CODE(getpwuid_r, {})

@@ -16,22 +16,19 @@ from collections import Counter
 from pathlib import Path
 
 from attack_support import AttackTestCase, process, tell, times
+from removal_test import ALICE, ARCHIVE, CHANGED, FOLDERS, MISSING, UNSAFE
 from stage_support import STAFF, USERS, main
 
 LABEL = "org.example.race"
 NAME = LABEL + ".plist"
 USERS_FOLDER, KEPT, OUTSIDE = Path("/Users"), Path("/stage/users"), Path("/stage/outside")
-ARCHIVE = Path("/Library/Application Support/Velmora/Background Item Backups")
 SECONDS = 22 + 4  # what a request may take
 EXCHANGE, NO_REPLACE = 2, 1
-ANSWERS = (f"The background item {LABEL} is no longer present in an allowed launchd folder.",
-           f"The background item {LABEL} changed during removal, so Velmora stopped safely.",
-           "/Users/alice/Library/LaunchAgents contains a symbolic link or is unavailable, so "
-           "Velmora stopped safely.",
+ANSWERS = (MISSING.format(LABEL), CHANGED.format(LABEL), UNSAFE.format(ALICE),
            f"The background item {LABEL} could not be removed: Is a directory.")
 # What is on the way, and to what links of the same name may lead.
 WAY = {"alice": [OUTSIDE], "Library": [OUTSIDE / "Library"],
-       "LaunchAgents": [OUTSIDE / "Library/LaunchAgents", "/Library/LaunchDaemons"],
+       "LaunchAgents": [OUTSIDE / "Library/LaunchAgents", FOLDERS["systemDaemon"]],
        NAME: [OUTSIDE / "Library/LaunchAgents" / NAME, "/etc/passwd"]}
 rename = ctypes.CDLL(None, use_errno=True).renameat2
 
@@ -40,10 +37,6 @@ def contents(number):
     """Each third file is the same as the one outside, so that a link to that is no change."""
     return plistlib.dumps({"Label": LABEL, "Number": number if number % 3 else 0},
                           fmt=plistlib.FMT_BINARY)
-
-
-def opened(folder):
-    return os.open(folder, os.O_RDONLY | os.O_DIRECTORY | os.O_NOFOLLOW)
 
 
 class Attacker:
@@ -55,7 +48,7 @@ class Attacker:
         self.pairs = []  # what to exchange: folder, name, other name
         path = USERS_FOLDER
         for depth, (name, links) in enumerate(WAY.items()):
-            folder = opened(path)
+            folder = os.open(path, os.O_RDONLY | os.O_DIRECTORY | os.O_NOFOLLOW)
             others = [f".{name}.{number}" for number in range(len(links) + 2)]
             for other, link in zip(others, links):
                 (path / other).symlink_to(link)
@@ -65,7 +58,7 @@ class Attacker:
                 copy.mkdir()
             else:
                 copy.parent.mkdir(parents=True)
-                self.places.append((opened(copy.parent), NAME))
+                self.places.append((os.open(copy.parent, os.O_RDONLY), NAME))
             self.pairs += [(folder, name.encode(), other.encode()) for other in others]
             path /= name
         self.neighbours = [(folder, NAME.encode(), other) for other in (b"first", b"second")]
@@ -136,11 +129,11 @@ class Race(AttackTestCase):
         target.write_bytes(contents(0))
         target.chmod(0o444)
         os.chown(target, USERS["alice"], STAFF)  # all that the helper looks at is as it should be
-        Path("/Library/LaunchDaemons", NAME).write_bytes(contents(0))
+        (FOLDERS["systemDaemon"] / NAME).write_bytes(contents(0))
 
     def attack(self, run, exchanges):
         """How many files were deleted in the removals' window, and how many in all."""
-        outside = (OUTSIDE, "/Library/LaunchDaemons", "/Library/LaunchAgents", "/etc", "/Users/bob")
+        outside = (OUTSIDE, *list(FOLDERS.values())[1:], "/etc", "/Users/bob")
         before, answers = state_of(*outside), Counter()
         report = multiprocessing.RawArray("q", 2)
         with process(attack, run, exchanges, report) as attacker, self.connect() as client:
@@ -167,11 +160,11 @@ class Race(AttackTestCase):
         self.new_log()
         return missed, removed
 
-    def test_exchanges_on_the_whole_path_delete_nothing_else(self):
+    def test_exchanges_on_the_whole_path_lead_a_removal_elsewhere(self):
         missed, removed = self.attack(Attacker.run, times(1500, 20000))
         self.assertLess(missed, 0.1 * removed, "far more often than the window is open")
 
-    def test_exchanges_without_pause_delete_no_more_than_the_window_lets_them(self):
+    def test_exchanges_without_pause_lead_it_further_than_its_window(self):
         self.attack(Attacker.run_without_pause, times(300_000, 3_000_000))
 
 

@@ -52,7 +52,8 @@ class Attacked:
     def faults(self):
         for call, count in sorted(self.counts.items()):
             for ordinal in self.some(count):
-                for error in ERRORS[call] if FULL else ERRORS[call][:1]:
+                errors = ERRORS[call]
+                for error in errors if FULL else [errors[ordinal % len(errors)]]:
                     yield Fault((call,), ordinal, FAIL, error)
                 if call in SHORT:
                     yield Fault((call,), ordinal, SHORTEN)
@@ -123,11 +124,11 @@ class Operation(Attacked):
                                      "/usr/bin/killall -HUP mDNSResponder\n")
 
 
-class FinishedRemoval(Attacked):
-    """An agent that is loaded, a daemon that is not, and another agent."""
+class Removal(Attacked):
+    """An agent that is loaded, a daemon that is not, and another agent, which is found changed once
+    it has been stopped and archived: this is undone."""
 
     first_step = "getpwuid_r"
-    is_undone = False
 
     def prepare(self):
         super().prepare()
@@ -135,7 +136,7 @@ class FinishedRemoval(Attacked):
         first, _, last = self.items = [Item("attacked.agent"), Item(
             "attacked.daemon", "systemDaemon", loaded=False), Item("attacked.last")]
         (TOOL_CONTROL / "launchctl.bootout").write_text(
-            f"run=[ -e '{first.job}' ] || echo >>'{last.path}'\n" if self.is_undone else "")
+            f"run=[ -e '{first.job}' ] || echo >>'{last.path}'\n")
         # The stage's own way, which reads the file with Python, takes too long.
         (TOOL_CONTROL / "launchctl.bootstrap").write_text(
             "".join(f"run=[ ! -e '{item.path}' ] || touch '{item.job}'\n"
@@ -149,8 +150,8 @@ class FinishedRemoval(Attacked):
 
     def learn(self, attack):
         super().learn(attack)
-        self.undo = max((at for at, record in enumerate(self.records) if record.call == "unlink"
-                         and ARCHIVE.name in record.subject), default=len(self.records))
+        self.undo = max(at for at, record in enumerate(self.records) if record.call == "unlink"
+                        and ARCHIVE.name in record.subject)
 
     def request(self, client):
         keys = [item.key for item in self.items if self.stays(item)]
@@ -191,12 +192,6 @@ class FinishedRemoval(Attacked):
         return fault.action == KILL or fault.lasting and fault.error != "ENOSPC" or \
             fault.error == "ECHILD" or \
             fault.action != NONE and self.position(fault) > self.undo
-
-
-class Removal(FinishedRemoval):
-    """The last agent is found changed once it has been stopped and archived: this is undone."""
-
-    is_undone = True
 
 
 class Admission(Attacked):

@@ -43,7 +43,7 @@ HelperCommandResult run(const std::string& script, double timeoutSeconds = amply
   return HelperCommandRunner().run("/bin/sh", {"-c", "exec >&2; " + script}, timeoutSeconds);
 }
 
-class HelperCommandRunnerTest : public testing::Test {
+class HelperCommandRun : public testing::Test {
  protected:
   // With a process's first thread, the thread sanitizer starts one of its own that stays.
   static void SetUpTestSuite() {
@@ -63,7 +63,7 @@ class HelperCommandRunnerTest : public testing::Test {
   const std::ptrdiff_t threads_ = countOf("/proc/self/task");
 };
 
-TEST_F(HelperCommandRunnerTest, changesArgumentsStatusOrTextOfTool) {
+TEST_F(HelperCommandRun, changesArgumentsStatusOrTextOfTool) {
   const TemporaryFolder folder;
   const std::string full(maximumDiagnosticBytes, 'a');
   const struct {
@@ -94,7 +94,7 @@ TEST_F(HelperCommandRunnerTest, changesArgumentsStatusOrTextOfTool) {
   EXPECT_EQ(result.diagnostic, "[][two  words][new\nline][*]");
 }
 
-TEST_F(HelperCommandRunnerTest, handsItsDescriptorsOrSignalSettingsToTool) {
+TEST_F(HelperCommandRun, handsItsDescriptorsOrSignalSettingsToTool) {
   // Without close-on-exec, as whoever started the helper may have left them.
   const FileDescriptor low(::open("/dev/zero", O_RDONLY));  // NOLINT(android-cloexec-open)
   const FileDescriptor high(::fcntl(low.get(), F_DUPFD, 700));
@@ -116,7 +116,7 @@ TEST_F(HelperCommandRunnerTest, handsItsDescriptorsOrSignalSettingsToTool) {
   EXPECT_TRUE(std::regex_search(state.diagnostic, reset)) << state.diagnostic;
 }
 
-TEST_F(HelperCommandRunnerTest, mixesUpStandardDescriptorsOrLetsOthersReadDiagnosticFile) {
+TEST_F(HelperCommandRun, mixesUpStandardDescriptorsOrLetsOthersReadDiagnosticFile) {
   for (unsigned closed = 0; closed < 8; ++closed) {
     std::array<FileDescriptor, 3> saved;
     for (int number = 0; number < 3; ++number) {
@@ -153,9 +153,9 @@ double secondsUntilTimedOut(const std::string& script, double timeoutSeconds) {
   return systemUptime() - start;
 }
 
-TEST_F(HelperCommandRunnerTest, waitsLongerThanAllowedForToolThatDoesNotEnd) {
+TEST_F(HelperCommandRun, waitsLongerThanAllowedForToolThatDoesNotEnd) {
   constexpr double grace = 2;
-  const std::pair<std::string, double> cases[] = {{"trap '' TERM; exec sleep 60", grace},
+  const std::pair<std::string, double> cases[] = {{"trap '' TERM; kill -STOP $$", grace},
                                                   {"trap 'exit 0' TERM; while :; do :; done", 0},
                                                   {"exec sleep 60", 0}};
   for (const auto& [script, more] : cases) {
@@ -166,12 +166,14 @@ TEST_F(HelperCommandRunnerTest, waitsLongerThanAllowedForToolThatDoesNotEnd) {
   }
 }
 
-TEST_F(HelperCommandRunnerTest, mistakesStrangeTimeLimitsOrDeadlines) {
+TEST_F(HelperCommandRun, mistakesStrangeTimeLimitsOrDeadlines) {
   const HelperCommandRunner runner;
   for (const double limit : {0.0, -1.0, -infinity, std::nan("")}) {
     EXPECT_LT(secondsUntilTimedOut("exec sleep 60", limit), 2) << limit;
     // A run is started in any case, one that comes after its deadline is not.
-    EXPECT_THROW((void)runner.run("/missing", {}, limit), PlatformError);
+    for (const char* path : {"/missing", "/tmp", "/etc/passwd"}) {
+      EXPECT_THROW((void)runner.run(path, {}, limit), PlatformError) << path;
+    }
     EXPECT_THROW((void)runner.runBeforeDeadline("/missing", {}, Deadline::after(limit)),
                  HelperCommandError);
   }
@@ -181,7 +183,7 @@ TEST_F(HelperCommandRunnerTest, mistakesStrangeTimeLimitsOrDeadlines) {
   }
 }
 
-TEST_F(HelperCommandRunnerTest, waitsForGrandchildThatHoldsStandardError) {
+TEST_F(HelperCommandRun, waitsForGrandchildThatHoldsStandardError) {
   ::prctl(PR_SET_CHILD_SUBREAPER, 1);
   const auto result = run("setsid sleep 60 & echo $!");
   ::prctl(PR_SET_CHILD_SUBREAPER, 0);
@@ -191,7 +193,7 @@ TEST_F(HelperCommandRunnerTest, waitsForGrandchildThatHoldsStandardError) {
   EXPECT_EQ(::waitpid(grandchild, nullptr, 0), grandchild);
 }
 
-TEST_F(HelperCommandRunnerTest, losesTrackOfToolThatEndsWhileItIsSignalled) {
+TEST_F(HelperCommandRun, losesTrackOfToolThatEndsWhileItIsSignalled) {
   const double start = systemUptime();
   EXPECT_EQ(run("exit 3").status, 3);
   const double usualSeconds = systemUptime() - start;
