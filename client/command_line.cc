@@ -17,10 +17,18 @@ namespace {
 
 using Words = std::span<const std::string_view>;
 
-constexpr std::array optionNames = {
-    std::pair{Command::json, "--json"}, std::pair{Command::yes, "--yes"},
-    std::pair{Command::wait, "--wait"}, std::pair{Command::dryRun, "--dry-run"},
-    std::pair{Command::load, "--load"},
+// What getopt_long returns for a long option that is one of a command's: this and the option.
+constexpr int commandOptions = 256;
+
+constexpr std::array longOptions = {
+    option{"help", no_argument, nullptr, 'h'},
+    option{"version", no_argument, nullptr, 'V'},
+    option{"yes", no_argument, nullptr, commandOptions + Command::yes},
+    option{"dry-run", no_argument, nullptr, commandOptions + Command::dryRun},
+    option{"wait", optional_argument, nullptr, commandOptions + Command::wait},
+    option{"load", no_argument, nullptr, commandOptions + Command::load},
+    option{"json", no_argument, nullptr, commandOptions + Command::json},
+    option{nullptr, 0, nullptr, 0},
 };
 
 // The arguments sorted into options and the rest, before it is known what they belong to.
@@ -39,11 +47,10 @@ struct Arguments {
   }
 };
 
-void takeWait(Arguments& sorted, const char* value) {
-  sorted.options |= Command::wait;
+void takeWaitSeconds(Arguments& sorted, const char* value) {
+  constexpr unsigned longest = 31'536'000;  // a year
   sorted.waitSeconds = std::numeric_limits<double>::infinity();
   if (value == nullptr) return;
-  constexpr unsigned longest = 31'536'000;  // a year
   const std::string_view text(value);
   unsigned seconds = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
@@ -53,39 +60,43 @@ void takeWait(Arguments& sorted, const char* value) {
   sorted.waitSeconds = seconds;
 }
 
+void takeOption(Arguments& sorted, int found) {
+  if (found == '?') sorted.refuseOption("");
+  sorted.help |= found == 'h';
+  sorted.version |= found == 'V';
+  if (found == 'y') sorted.options |= Command::yes;
+  if (found < commandOptions) return;
+  const auto taken = static_cast<unsigned>(found - commandOptions);
+  sorted.options |= taken;
+  if (taken == Command::wait) takeWaitSeconds(sorted, optarg);
+}
+
+// The library takes any beginning; a script that uses one breaks with the next new option.
+void refuseShortened(Arguments& sorted, const option& found, std::string_view given) {
+  const std::string name = std::string("--") + found.name;
+  if (given.substr(0, given.find('=')) != name) {
+    sorted.refuseOption("options are taken in full only: " + name);
+  }
+}
+
 Arguments sortArguments(int argumentCount, char** arguments) {
-  enum : int { operand = 1, help = 'h', yes = 'y', version = 2, json, wait, dryRun, load };
-  const std::array options = {option{"help", no_argument, nullptr, help},
-                              option{"json", no_argument, nullptr, json},
-                              option{"yes", no_argument, nullptr, yes},
-                              option{"load", no_argument, nullptr, load},
-                              option{"wait", optional_argument, nullptr, wait},
-                              option{"dry-run", no_argument, nullptr, dryRun},
-                              option{"version", no_argument, nullptr, version},
-                              option{nullptr, 0, nullptr, 0}};
+  constexpr int operand = 1;
   Arguments sorted;
   for (;;) {
     int index = -1;
     // The minus hands over everything in order, whatever POSIXLY_CORRECT says.
     // Before any other thread exists.  NOLINTNEXTLINE(concurrency-mt-unsafe)
-    const int found = ::getopt_long(argumentCount, arguments, "-hy", options.data(), &index);
+    const int found = ::getopt_long(argumentCount, arguments, "-hy", longOptions.data(), &index);
     if (found == -1) break;
-    if (found == operand) sorted.words.emplace_back(optarg);
-    if (found == '?') sorted.refuseOption("");
-    sorted.help |= found == help;
-    sorted.version |= found == version;
-    if (found == json) sorted.options |= Command::json;
-    if (found == yes) sorted.options |= Command::yes;
-    if (found == dryRun) sorted.options |= Command::dryRun;
-    if (found == load) sorted.options |= Command::load;
-    if (found == wait) takeWait(sorted, optarg);
-    if (index < 0 || found == '?') continue;
-    // The library takes any beginning; a script that uses one breaks with the next new option.
-    const std::string name = std::string("--") + options[static_cast<std::size_t>(index)].name;
-    const std::string_view given(arguments[optind - 1]);
-    if (given.substr(0, given.find('=')) != name) {
-      sorted.refuseOption("options are taken in full only: " + name);
+    if (found == operand) {
+      sorted.words.emplace_back(optarg);
+      continue;
     }
+    takeOption(sorted, found);
+    const bool isLong = index >= 0 && found != '?';
+    if (isLong)
+      refuseShortened(sorted, longOptions.at(static_cast<std::size_t>(index)),
+                      arguments[optind - 1]);
   }
   for (int i = optind; i < argumentCount; ++i) sorted.words.emplace_back(arguments[i]);
   return sorted;
@@ -126,9 +137,11 @@ bool isTopic(std::string_view topic) {
 // What is wrong with what follows `command`'s name; empty when nothing is.
 std::string complaintAbout(const Command& command, const Arguments& arguments, Words operands) {
   const std::string name(command.name);
-  for (const auto& [option, text] : optionNames) {
-    if ((arguments.options & option) != 0 && !command.takes(option)) {
-      return name + " has no option " + text;
+  for (const option& each : longOptions) {
+    const unsigned bit =
+        each.val < commandOptions ? 0U : static_cast<unsigned>(each.val - commandOptions);
+    if ((arguments.options & bit & ~command.options) != 0) {
+      return name + " has no option --" + each.name;
     }
   }
   if ((arguments.options & Command::yes) != 0 && (arguments.options & Command::dryRun) != 0) {

@@ -71,6 +71,7 @@ ExitStatus complain(const UsageError& error) {
 ExitStatus report(const std::exception& error) {
   std::fprintf(stderr, "velmoractl: %s\n", localizedDescription(error).c_str());
   const bool isConnection = dynamic_cast<const XPCConnectionError*>(&error) != nullptr;
+  if (isConnection) std::fputs("'velmoractl doctor' looks for the reason.\n", stderr);
   return isConnection ? ExitStatus::noAnswer : ExitStatus::notDone;
 }
 

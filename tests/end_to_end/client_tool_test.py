@@ -100,11 +100,11 @@ class ClientTool(ItemTestCase):
 
     def test_helper_that_gives_no_answer_is_status_3(self):
         unsigned = shutil.copy("/usr/local/bin/velmoractl", "/stage/velmoractl")
-        refused = "velmoractl: .*closed the connection without an answer.*\n"
+        refused = "velmoractl: .*closed the connection without an answer.*\n.* doctor' .*\n"
         self.assert_outcome(3, "", refused, "version", program=unsigned)
         away = Path(SOCKET).rename(SOCKET + ".away")
         self.addCleanup(lambda: away.exists() and away.rename(SOCKET))
-        self.assert_outcome(3, "", f"velmoractl: .*cannot be reached at {SOCKET}: .*\n",
+        self.assert_outcome(3, "", f"velmoractl: .*cannot be reached at {SOCKET}: .*\n.*\n",
                             "free-memory")
 
     def test_doctor_tells_causes_apart_that_look_the_same(self):
@@ -204,8 +204,8 @@ class ClientTool(ItemTestCase):
             client.request("freeMemoryWithReply")
             self.wait_for_calls("/usr/sbin/purge")
             self.assert_outcome(75, ASKED, BUSY + "\n", "free-memory")
-            self.assert_outcome(75, '{"message":"%s","ok":false,"seconds":.*}\n' % BUSY, BUSY + "\n",
-                                "free-memory", "--wait=1", "--json")
+            self.assert_outcome(75, f'{{"message":"{BUSY}","ok":false,"seconds":.*}}\n',
+                                BUSY + "\n", "free-memory", "--wait=1", "--json")
             terminal = Terminal("free-memory", "--wait")
             terminal.wait_for("Memory purge: 1 s, waiting for another operation to end")
             release()
