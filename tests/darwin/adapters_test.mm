@@ -152,13 +152,18 @@ TEST_F(Adapters, admitsWithoutATeamOrKeepsAnObjectOfTheSecurityFramework) {
 
 TEST_F(Adapters, letsAnExceptionOverARequirementThrough) {
   class Careless : public XPCListenerDelegate {
+   public:
     bool listenerShouldAcceptNewConnection(XPCConnection& connection) override {
-      connection.setCodeSigningRequirement("no requirement");
+      const auto install = [&] { connection.setCodeSigningRequirement("no requirement"); };
+      description = raisedDescription(install);
+      install();
       return true;
     }
+    std::string description;
   } careless;
   listener_.setDelegate(careless);
   EXPECT_FALSE(admits([[NSXPCConnection alloc] init]));
+  EXPECT_EQ(careless.description, "Could not use the code signing requirement: malformed.");
   EXPECT_EQ(doubles.events, "");
 }
 
