@@ -1,16 +1,17 @@
 #include "client/commands.h"
 
-#include <cctype>
 #include <cstdio>
 #include <exception>
-#include <memory>
-#include <optional>
 #include <string>
 
+#include "client/archive_command.h"
+#include "client/command_line.h"
+#include "client/doctor_command.h"
 #include "client/help_text.h"
 #include "client/list_command.h"
-#include "client/progress.h"
+#include "client/operation_command.h"
 #include "client/remove_command.h"
+#include "client/usage_error.h"
 #include "platform/unreachable.h"
 #include "platform/xpc.h"
 #include "protocol/build_constants.h"
@@ -18,63 +19,52 @@
 namespace velmora {
 namespace {
 
-std::string capitalized(std::string text) {
-  text[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
-  return text;
-}
-
-ExitStatus showVersion() {
-  remoteObjectProxy(HelperServiceName)
-      ->protocolVersionWithReply(
-          VersionReply([](const std::string& version) { std::printf("%s\n", version.c_str()); }));
+ExitStatus show(const std::string& text) {
+  std::fputs(text.c_str(), stdout);
   return ExitStatus::done;
 }
 
-ExitStatus performOperation(const MaintenanceOperation& operation) {
-  bool ok = false;
-  std::optional<std::string> message;
-  Progress progress(capitalized(operation.displayName), operation.budgetSeconds);
-  progress.showWhile([&] {
-    const auto helper = remoteObjectProxy(HelperServiceName);
-    (*helper.*operation.method)(OperationReply([&](bool replyOk, const auto& replyMessage) {
-      ok = replyOk;
-      message = replyMessage;
-    }));
-  });
-  if (ok) {
-    progress.conclude();
-    return ExitStatus::done;
-  }
-  std::fprintf(stderr, "%s\n", message.value_or("The helper gave no reason.").c_str());
-  return ExitStatus::notDone;
-}
-
-ExitStatus complain(const CommandLine& commandLine) {
-  if (!commandLine.complaint.empty()) {
-    std::fprintf(stderr, "velmoractl: %s\n", commandLine.complaint.c_str());
-  }
-  const std::string name(commandLine.command == nullptr ? "" : commandLine.command->name);
-  std::fprintf(stderr, "Try 'velmoractl %s--help'.\n", name.empty() ? "" : (name + " ").c_str());
-  return ExitStatus::wrongUsage;
+ExitStatus showHelperVersion() {
+  std::string version;
+  remoteObjectProxy(HelperServiceName)
+      ->protocolVersionWithReply(
+          VersionReply([&](std::string answered) { version = std::move(answered); }));
+  return show(version + "\n");
 }
 
 ExitStatus carryOut(const CommandLine& commandLine) {
-  if (commandLine.isWrong) return complain(commandLine);
-  if (commandLine.wantsHelp) {
-    std::fputs(helpText(commandLine.command).c_str(), stdout);
-    return ExitStatus::done;
+  if (commandLine.wantsHelp) return show(helpText(commandLine.topic));
+  if (commandLine.wantsVersion) {
+    return show(std::string("velmoractl ") + BuildVersion + ", protocol " + ProtocolVersion + "\n");
   }
   switch (commandLine.command->action) {
     case Command::Action::showVersion:
-      return showVersion();
+      return showHelperVersion();
     case Command::Action::performOperation:
-      return performOperation(*commandLine.command->operation);
+      return runOperationCommand(commandLine);
     case Command::Action::listItems:
-      return runListCommand(commandLine.asJSON);
+      return runListCommand(commandLine.has(Command::json));
     case Command::Action::removeItems:
-      return runRemoveCommand(commandLine.items, commandLine.isConfirmed);
+      return runRemoveCommand(commandLine);
+    case Command::Action::listArchive:
+      return runArchiveListCommand(commandLine.has(Command::json));
+    case Command::Action::restoreFromArchive:
+      return runArchiveRestoreCommand(commandLine);
+    case Command::Action::diagnose:
+      return runDoctorCommand(commandLine.has(Command::json));
+    case Command::Action::showHelp:
+      break;  // has become wantsHelp
   }
   unreachable();
+}
+
+ExitStatus complain(const UsageError& error) {
+  const std::string complaint = error.errorDescription();
+  if (!complaint.empty()) std::fprintf(stderr, "velmoractl: %s\n", complaint.c_str());
+  const std::string command(error.command());
+  std::fprintf(stderr, "Try 'velmoractl %s--help'.\n",
+               command.empty() ? "" : (command + " ").c_str());
+  return ExitStatus::wrongUsage;
 }
 
 // No answer is told apart from everything else that can go wrong, on this side of the connection.
@@ -86,12 +76,14 @@ ExitStatus report(const std::exception& error) {
 
 }  // namespace
 
-ExitStatus runCommand(const CommandLine& commandLine) {
+ExitStatus runCommand(int argumentCount, char** arguments) {
   try {
-    const ExitStatus status = carryOut(commandLine);
+    const ExitStatus status = carryOut(parseCommandLine(argumentCount, arguments));
     if (std::fflush(stdout) == 0) return status;
     std::perror("velmoractl: standard output");
     return ExitStatus::notDone;
+  } catch (const UsageError& error) {
+    return complain(error);
   } catch (const std::exception& error) {
     return report(error);
   }

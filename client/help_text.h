@@ -2,12 +2,11 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace velmora {
 
-struct Command;
-
-// Of the whole program, or of `command` when that is not null.
-std::string helpText(const Command* command);
+// Of the commands that `topic` names, at least one, or of the whole program when it is empty.
+std::string helpText(std::string_view topic);
 
 }  // namespace velmora

@@ -1,15 +1,18 @@
-// A background item as it is named on the command line.
+// Background items as they are named on the command line.
 #pragma once
 
-#include <optional>
 #include <string>
-#include <string_view>
+#include <vector>
+
+#include "client/item_listing.h"
 
 namespace velmora {
 
-// The item key that `argument` means: KIND|LABEL as it is, KIND/LABEL, which a shell takes
-// without quotes, with its first slash turned into the separator. Nothing when there is neither,
-// or the text is not UTF-8; whether the key is a good one is the helper's to say.
-std::optional<std::string> itemKeyFromArgument(std::string_view argument);
+// The item keys that `arguments` mean: KIND|LABEL as it is; KIND/LABEL, which a shell takes without
+// quotes; the full path of a file in `listing`. Raises UsageError for what the helper would refuse
+// whatever the folders hold: an unknown kind, a label that is protected or none, too many items.
+// Whether there are such items is not asked here.
+std::vector<std::string> itemKeysOf(const std::vector<std::string>& arguments,
+                                    const ItemListing& listing);
 
 }  // namespace velmora

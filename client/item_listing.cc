@@ -7,8 +7,10 @@
 #include <unordered_map>
 #include <variant>
 
+#include "client/printable_text.h"
 #include "platform/platform_error.h"
 #include "platform/text.h"
+#include "platform/utf8.h"
 #include "removal/candidate_discovery.h"
 #include "removal/legacy_background_item_removal_error.h"
 #include "removal/removal_request.h"
@@ -41,7 +43,7 @@ ListedFile listed(std::string_view name, LocationKind kind, const RefusedFile& f
 }
 
 ListedFolder listFolder(const Location& location) {
-  ListedFolder folder{location.directory, "", {}};
+  ListedFolder folder{location.directory, location.kind, "", {}};
   try {
     examinePropertyLists(
         location, Deadline::never(), [&](std::string_view name, const CandidateReading& reading) {
@@ -53,6 +55,14 @@ ListedFolder listFolder(const Location& location) {
   }
   std::ranges::sort(folder.files, {}, &ListedFile::name);
   return folder;
+}
+
+// The key that the file's label makes, or else its name, by which a person knows a file that was
+// not read. Empty when the name is no text.
+std::string claimedOrBorneKey(const ListedFile& file) {
+  if (!file.label.empty()) return discoveryKey(file.kind, file.label);
+  const std::string stem = std::filesystem::path(file.name).stem();
+  return isUTF8(stem) ? discoveryKey(file.kind, stem) : "";
 }
 
 void markAmbiguous(ItemListing& listing) {
@@ -83,6 +93,27 @@ ItemListing listItems(const std::vector<Location>& locations) {
 ItemListing listItemsOfThisUser() {
   // The helper, too, goes by the effective user of whoever connects.
   return listItems(defaultLocations(::geteuid()));
+}
+
+std::vector<std::string> obstaclesTo(const ItemListing& listing, const std::string& key) {
+  const RemovalRequest request = parseRequestEntry(key);
+  const std::string wanted = discoveryKey(request.kind, request.label);
+  std::vector<std::string> obstacles;
+  for (const ListedFolder& folder : listing) {
+    if (folder.kind != request.kind) continue;
+    const std::string directory = printableText(folder.directory.native());
+    if (!folder.failure.empty())
+      obstacles.push_back(directory + " cannot be listed: " + folder.failure);
+    for (const ListedFile& file : folder.files) {
+      if (claimedOrBorneKey(file) != wanted) continue;
+      if (file.isRemovable()) return {};
+      obstacles.push_back(printableText((folder.directory / file.name).native()) + " " +
+                          file.reason);
+    }
+    if (obstacles.empty())
+      obstacles.push_back("no property list in " + directory + " has this label");
+  }
+  return obstacles;
 }
 
 std::vector<std::filesystem::path> filesOfItem(const ItemListing& listing, std::string_view key) {

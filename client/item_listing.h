@@ -22,6 +22,7 @@ struct ListedFile {
 
 struct ListedFolder {
   std::filesystem::path directory;
+  LocationKind kind;
   std::string failure;  // why it cannot be listed; empty when it can
   std::vector<ListedFile> files;
 };
@@ -33,6 +34,11 @@ ItemListing listItems(const std::vector<Location>& locations);
 
 // The same for the default locations of this process's user. Raises what defaultLocations raises.
 ItemListing listItemsOfThisUser();
+
+// Why the helper will refuse the item `key`, which parseRequestEntry takes, as far as it is to be
+// seen: sentences without a full stop, about files that claim the item or, where no label was read,
+// bear its name. Empty when there is one file for it that can be removed.
+std::vector<std::string> obstaclesTo(const ItemListing& listing, const std::string& key);
 
 // The files that claim the item `key`, whether or not they can be removed, as whole paths.
 std::vector<std::filesystem::path> filesOfItem(const ItemListing& listing, std::string_view key);

@@ -3,6 +3,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <csignal>
@@ -16,41 +17,18 @@
 
 #include "client/duration.h"
 #include "client/exit_status.h"
+#include "client/interruption.h"
 #include "platform/process_info.h"
 
 namespace velmora {
 namespace {
 
-constexpr std::chrono::milliseconds redrawInterval(100);
+// How soon a signal is answered, and a second that has passed is shown.
+constexpr std::chrono::milliseconds lookInterval(100);
 
-volatile std::sig_atomic_t interruptSeen = 0;
+constexpr const char* waitingText = "waiting for another operation to end";
 
-// For its life, Ctrl-C only sets interruptSeen, in the thread that made this object; threads
-// started before releaseInThisThread never see the signal.
-class InterruptWatch {
- public:
-  InterruptWatch() {
-    sigemptyset(&interrupt_);
-    sigaddset(&interrupt_, SIGINT);
-    ::pthread_sigmask(SIG_BLOCK, &interrupt_, &maskBefore_);
-    struct sigaction action {};
-    action.sa_handler = [](int) { interruptSeen = 1; };
-    ::sigaction(SIGINT, &action, &actionBefore_);
-  }
-  InterruptWatch(const InterruptWatch&) = delete;
-  InterruptWatch& operator=(const InterruptWatch&) = delete;
-  ~InterruptWatch() {
-    ::sigaction(SIGINT, &actionBefore_, nullptr);
-    ::pthread_sigmask(SIG_SETMASK, &maskBefore_, nullptr);
-  }
-
-  void releaseInThisThread() { ::pthread_sigmask(SIG_UNBLOCK, &interrupt_, nullptr); }
-
- private:
-  sigset_t interrupt_{};
-  sigset_t maskBefore_{};
-  struct sigaction actionBefore_ {};
-};
+volatile std::sig_atomic_t signalSeen = 0;
 
 bool standardOutputIsTerminal() {
   // No other thread changes the environment.  NOLINTNEXTLINE(concurrency-mt-unsafe)
@@ -67,11 +45,14 @@ std::size_t usableColumns() {
 
 }  // namespace
 
-Progress::Progress(std::string title, double budgetSeconds)
+Progress::Progress(std::string title, double budgetSeconds, std::string outcomeHint, bool isSilent)
     : title_(std::move(title)),
       budgetSeconds_(budgetSeconds),
-      onTerminal_(standardOutputIsTerminal()),
-      start_(systemUptime()) {}
+      outcomeHint_(std::move(outcomeHint)),
+      display_(isSilent                     ? Display::nothing
+               : standardOutputIsTerminal() ? Display::line
+                                            : Display::lines),
+      askedAt_(systemUptime()) {}
 
 void Progress::showWhile(const std::function<void()>& call) {
   std::mutex mutex;
@@ -79,11 +60,7 @@ void Progress::showWhile(const std::function<void()>& call) {
   bool hasEnded = false;
   std::exception_ptr failure;
 
-  if (!onTerminal_) {
-    std::printf("%s: started, at most %s\n", title_.c_str(), durationText(budgetSeconds_).c_str());
-    std::fflush(stdout);
-  }
-  InterruptWatch watch;
+  InterruptionWatch watch([](int signal) { signalSeen = signal; });
   std::thread caller([&] {
     try {
       call();
@@ -99,8 +76,8 @@ void Progress::showWhile(const std::function<void()>& call) {
   std::unique_lock lock(mutex);
   while (!hasEnded) {
     draw();
-    ended.wait_for(lock, redrawInterval);
-    if (interruptSeen != 0 && !hasEnded) endInterrupted();
+    ended.wait_for(lock, lookInterval);
+    if (signalSeen != 0 && !hasEnded) endInterrupted();
   }
   lock.unlock();
   caller.join();
@@ -108,35 +85,73 @@ void Progress::showWhile(const std::function<void()>& call) {
   if (failure) std::rethrow_exception(failure);
 }
 
-void Progress::conclude() const {
-  std::printf("%s: done after %.1f s\n", title_.c_str(), elapsedSeconds());
+void Progress::noteAsked() {
+  askedAt_ = systemUptime();
+  isAsked_ = true;
+  sayOnce(isAskingSaid_, "asked for, at most " + durationText(budgetSeconds_));
+}
+
+void Progress::noteBusy() {
+  isAsked_ = false;
+  if (waitingSince_ == 0) waitingSince_ = systemUptime();
+  sayOnce(isWaitingSaid_, waitingText);
 }
 
 double Progress::elapsedSeconds() const {
-  return systemUptime() - start_;
+  return systemUptime() - askedAt_;
 }
 
-void Progress::draw() const {
-  if (!onTerminal_) return;
-  std::string line = title_ + ": " + durationText(elapsedSeconds()) + " of at most " +
-                     durationText(budgetSeconds_);
+void Progress::conclude() const {
+  if (display_ == Display::nothing) return;
+  std::printf("%s: done after %.1f s\n", title_.c_str(), elapsedSeconds());
+}
+
+void Progress::sayOnce(bool& isSaid, const std::string& text) const {
+  if (display_ != Display::lines || std::exchange(isSaid, true)) return;
+  std::printf("%s: %s\n", title_.c_str(), text.c_str());
+  (void)std::fflush(stdout);
+}
+
+std::string Progress::currentText() const {
+  // A busy helper answers at once; until then, the line is not to change with every new attempt.
+  constexpr double attemptSeconds = 0.5;
+  const double elapsed = elapsedSeconds();
+  const bool isWaiting = waitingSince_ != 0 && (!isAsked_ || elapsed < attemptSeconds);
+  if (isWaiting) {
+    return title_ + ": " + durationText(systemUptime() - waitingSince_) + ", " + waitingText;
+  }
+  return title_ + ": " + durationText(elapsed) + " of at most " + durationText(budgetSeconds_);
+}
+
+void Progress::draw() {
+  if (display_ != Display::line) return;
+  std::string line = currentText();
   line.resize(std::min(line.size(), usableColumns()));
+  if (line == drawn_) return;
   std::printf("\r%s\x1b[K", line.c_str());
-  std::fflush(stdout);
+  (void)std::fflush(stdout);
+  drawn_ = std::move(line);
 }
 
-void Progress::erase() const {
-  if (!onTerminal_) return;
+void Progress::erase() {
+  if (display_ != Display::line) return;
   std::fputs("\r\x1b[K", stdout);
-  std::fflush(stdout);
+  (void)std::fflush(stdout);
+  drawn_.clear();
 }
 
-void Progress::endInterrupted() const {
+void Progress::endInterrupted() {
   erase();
-  std::fprintf(stderr, "velmoractl: interrupted; the helper carries on with: %s\n", title_.c_str());
-  std::fflush(stdout);
+  if (isAsked_) {
+    std::fprintf(stderr, "velmoractl: interrupted; the helper carries on with: %s\n%s\n",
+                 title_.c_str(), outcomeHint_.c_str());
+  } else {
+    std::fprintf(stderr, "velmoractl: interrupted; the helper was not asked for: %s\n",
+                 title_.c_str());
+  }
+  (void)std::fflush(stdout);
   // The caller's thread still waits for the answer and uses what a normal exit would destroy.
-  std::_Exit(ExitStatus::interrupted);
+  std::_Exit(exitStatusOfSignal(signalSeen));
 }
 
 }  // namespace velmora

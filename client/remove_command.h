@@ -1,16 +1,15 @@
 // velmoractl remove
 #pragma once
 
-#include <string>
-#include <vector>
-
+#include "client/command_line.h"
 #include "client/exit_status.h"
 
 namespace velmora {
 
-// Asks the helper to remove the items `keys`, after a confirmation unless `isConfirmed` or nobody
-// can be asked, and prints what was removed, or after a failure what is gone all the same. Raises
-// XPCConnectionError when no answer came.
-ExitStatus runRemoveCommand(const std::vector<std::string>& keys, bool isConfirmed);
+// Asks the helper to remove the items of `commandLine`, after a confirmation, and prints what was
+// removed, or after a failure what is gone all the same and what speaks against the rest. With
+// --dry-run it only says what would be asked for, and whether anything speaks against it. Raises
+// UsageError, and XPCConnectionError when no answer came.
+ExitStatus runRemoveCommand(const CommandLine& commandLine);
 
 }  // namespace velmora

@@ -9,6 +9,11 @@ target_compile_options(velmora_build_options INTERFACE
 if(NOT APPLE)
   target_link_options(velmora_build_options INTERFACE -Wl,-z,relro,-z,now)
 endif()
+if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+  # A fifth of clang-tidy's time, were it to look for them.
+  target_compile_options(velmora_build_options INTERFACE
+    -Wreserved-identifier -Wreserved-macro-identifier)
+endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # g++ 12 sees overlaps in std::string's own concatenation: GCC bug 105651.
   target_compile_options(velmora_build_options INTERFACE -Wno-restrict)

@@ -20,11 +20,7 @@ std::optional<std::string> MaintenanceClientValidator::currentTeamIdentifier() c
 std::optional<std::string> MaintenanceClientValidator::codeSigningRequirement() const {
   const std::optional<std::string> teamIdentifier = currentTeamIdentifier();
   if (!teamIdentifier) return std::nullopt;
-  return codeSigningRequirementForTeam(*teamIdentifier);
-}
-
-std::optional<std::string> codeSigningRequirementForTeam(const std::string& teamIdentifier) {
-  return codeRequirementText(ClientBundleIdentifier, teamIdentifier);
+  return codeRequirementText(ClientBundleIdentifier, *teamIdentifier);
 }
 
 }  // namespace velmora

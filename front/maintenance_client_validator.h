@@ -19,8 +19,4 @@ class MaintenanceClientValidator {
   std::optional<std::string> codeSigningRequirement() const;
 };
 
-// The requirement for clients of `teamIdentifier`; nothing unless that is one or more ASCII
-// letters and digits. It is spliced into the text unescaped, so nothing else may pass.
-std::optional<std::string> codeSigningRequirementForTeam(const std::string& teamIdentifier);
-
 }  // namespace velmora

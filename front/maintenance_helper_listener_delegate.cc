@@ -1,5 +1,6 @@
 #include "front/maintenance_helper_listener_delegate.h"
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -20,8 +21,9 @@ bool MaintenanceHelperListenerDelegate::listenerShouldAcceptNewConnection(
     return false;
   }
   connection.setCodeSigningRequirement(*requirement);
-  connection.setExportedObject(
-      std::make_unique<MaintenanceHelperService>(connection.effectiveUserIdentifier()));
+  connection.setExportedInterface();
+  const std::uint32_t clientUserIdentifier = connection.effectiveUserIdentifier();
+  connection.setExportedObject(std::make_unique<MaintenanceHelperService>(clientUserIdentifier));
   connection.resume();
   return true;
 }

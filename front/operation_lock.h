@@ -6,9 +6,6 @@
 
 namespace velmora {
 
-inline constexpr const char* OperationAlreadyRunningMessage =
-    "Another maintenance operation is already running.";
-
 // Created on first use, never destroyed.
 std::mutex& operationLock();
 

@@ -1,4 +1,12 @@
 // Connections between client and helper, after NSXPCListener and NSXPCConnection.
+//
+// What every implementation owes:
+// - the calls of one connection are made one at a time, those of different ones side by side;
+// - each call gets exactly one answer, or, when it ends without one, ends its connection;
+// - an answer never waits for its reader: a client that does not read holds up itself alone;
+// - no exception of the exported object's gets any further than its call.
+// When an answer leaves is each implementation's own: on Linux after the method has returned, on
+// macOS at once, when the reply is called.
 #pragma once
 
 #include <cstdint>
@@ -23,6 +31,9 @@ class XPCConnection {
   // language) is disconnected before anything it sends is looked at.
   // Raises PlatformError when the text is no requirement.
   virtual void setCodeSigningRequirement(const std::string& requirement) = 0;
+
+  // The peer may call what VelmoraMaintenanceHelperXPC has, and nothing else.
+  virtual void setExportedInterface() = 0;
 
   // The peer's calls go to `object`, one at a time, on the connection's own thread. The
   // connection owns the object from now on.
@@ -74,11 +85,18 @@ void runRunLoop();
 // No answer came: the service cannot be reached, or the connection ended first.
 class XPCConnectionError : public LocalizedError {
  public:
-  explicit XPCConnectionError(std::string description) : description_(std::move(description)) {}
+  enum class Cause { notReached, endOfConnection, other };
+
+  explicit XPCConnectionError(std::string description, Cause cause = Cause::other)
+      : description_(std::move(description)), cause_(cause) {}
   std::string errorDescription() const override { return description_; }
+
+  // With endOfConnection there was one, and the helper closed it or has ended.
+  Cause cause() const { return cause_; }
 
  private:
   std::string description_;
+  Cause cause_;
 };
 
 // Connects a client to the Mach service `machServiceName`. Each method of the returned proxy

@@ -29,4 +29,8 @@ inline constexpr MaintenanceOperation MemoryPurge = {
 // What all items of one removal request share, in seconds from its beginning.
 inline constexpr double RemovalBudgetSeconds = 22;
 
+// The message of a call that was refused because another one of these runs, to be recognised by it.
+inline constexpr const char* OperationAlreadyRunningMessage =
+    "Another maintenance operation is already running.";
+
 }  // namespace velmora

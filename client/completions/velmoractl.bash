@@ -1,34 +1,46 @@
 # Bash completion for velmoractl. Source it, or install it under the name "velmoractl" in
 # share/bash-completion/completions.
 
-# The keys that remove takes, as KIND/LABEL: a "|" would need quotes. Labels are letters, digits
-# and ".", "_", "-" only.
-_velmoractl_items() {
-  local line
+# The value of MEMBER in each object that velmoractl prints for the command that follows. Keys,
+# ids and labels are letters, digits and ".", "_", "-", "|" only.
+_velmoractl_values() {
+  local line pattern="[,{]\"$1\":\"([^\"]*)\""
   while IFS= read -r line; do
-    if [[ $line =~ ,\"key\":\"([^\"]*)\" ]]; then echo "${BASH_REMATCH[1]/|//}"; fi
-  done < <(velmoractl list --json 2>/dev/null)
+    if [[ $line =~ $pattern ]]; then echo "${BASH_REMATCH[1]}"; fi
+  done < <(velmoractl "${@:2}" --json 2>/dev/null)
 }
 
 _velmoractl() {
-  local current=${COMP_WORDS[COMP_CWORD]} command='' choices=() word
+  local current=${COMP_WORDS[COMP_CWORD]} words=() choices=() word
+  local commands=(version flush-dns-cache rebuild-spotlight-index repair-user-permissions
+    thin-local-snapshots free-memory list remove archive doctor help)
   for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
-    if [[ $word != -* ]]; then
-      command=$word
-      break
-    fi
+    if [[ $word != -* ]]; then words+=("$word"); fi
   done
 
-  case $command in
-    '')
-      choices=(version flush-dns-cache rebuild-spotlight-index repair-user-permissions
-        thin-local-snapshots free-memory list remove --help)
-      ;;
-    list) choices=(--json --help) ;;
+  case ${words[0]-} in
+    '') choices=("${commands[@]}" --help --version) ;;
+    flush-dns-cache | repair-user-permissions | free-memory) choices=(--wait --json --help) ;;
+    rebuild-spotlight-index | thin-local-snapshots) choices=(--yes --wait --json --help) ;;
+    list | doctor) choices=(--json --help) ;;
     remove)
-      choices=(--yes --help)
-      if [[ $current != -* ]]; then mapfile -t choices < <(_velmoractl_items); fi
+      choices=(--yes --dry-run --wait --json --help)
+      if [[ $current != -* ]]; then
+        mapfile -t choices < <(_velmoractl_values key list)
+        choices=("${choices[@]/|//}") # a "|" would need quotes
+      fi
       ;;
+    archive)
+      case ${words[1]-} in
+        '') choices=(list restore --help) ;;
+        list) choices=(--json --help) ;;
+        restore)
+          choices=(--yes --load --help)
+          if [[ $current != -* ]]; then mapfile -t choices < <(_velmoractl_values id archive list); fi
+          ;;
+      esac
+      ;;
+    help) choices=("${commands[@]}") ;;
     *) choices=(--help) ;;
   esac
 

@@ -5,6 +5,9 @@
 
 #include <algorithm>
 
+#include "client/usage_error.h"
+#include "raised.h"
+
 namespace velmora {
 namespace {
 
@@ -22,11 +25,15 @@ TEST(CommandLineTest, letsWrongUsageThrough) {
   const std::pair<Words, const char*> cases[] = {
       {{}, "which command?"},
       {{"\x1b[2J"}, "there is no command \\x1b[2J"},
-      {{"remove"}, "remove: which items?"},
-      {{"remove", "a/b", "a\xFF"}, "a\\xff is no KIND/LABEL or KIND|LABEL"}};
+      {{"version", "--yes"}, "version has no option --yes"},
+      {{"remove", "--yes", "--dry-run", "a/b"}, "remove: either --yes or --dry-run"},
+      {{"free-memory", "--wait=-1"}, "--wait takes a whole number of seconds, not -1"},
+      {{"help", "snapshots"}, "there is no command snapshots"},
+      {{"thin"}, "there is no command thin; did you mean thin-local-snapshots?"},
+      {{"mooVe"}, "there is no command mooVe"}};
   for (const auto& [words, complaint] : cases) {
-    EXPECT_TRUE(parsed(words).isWrong) << complaint;
-    EXPECT_EQ(parsed(words).complaint, complaint);
+    const auto error = raised<UsageError>([&words = words] { (void)parsed(words); });
+    EXPECT_EQ(error.errorDescription(), complaint);
   }
 }
 

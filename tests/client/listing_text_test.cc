@@ -9,6 +9,7 @@ TEST(ListingTextTest, hostileNameOrLabelActsOnATerminal) {
   const LocationKind kind = LocationKind::sharedAgent;
   const ItemListing hostile = {
       {"/a\nb",
+       kind,
        "",
        {{"gr\u00F6\u00DFe.plist", kind, "org.gr\u00F6\u00DFe", ""},
         {"\x1b[2J\x7F\xFF\\.plist", kind, "\u202Etsil\u200B\u009B\u2028", "is strange"}}}};

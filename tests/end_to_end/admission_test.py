@@ -11,7 +11,8 @@ import time
 from pathlib import Path
 
 from stage_support import (CLIENT_IDENTIFIER, HELPER, INTERFACE, SERVICE, SOCKET, Client,
-                           StageTestCase, eventually, helper_pid, main, message, run_as)
+                           StageTestCase, eventually, helper_pid, main, message, removal_request,
+                           run_as)
 
 AUTHORITY = Path("/stage/authority")
 WORK = Path("/stage/work")
@@ -189,6 +190,12 @@ class ForeignClients(StageTestCase):
             self.assertTrue(result.stdout.splitlines()[1].startswith(answer), result.stdout)
         self.assert_logged()
 
+    def test_client_of_the_other_byte_order_is_answered(self):
+        with Client("alice") as client:
+            answer = client.call(**removal_request("userAgent|absent", order=">"))
+        self.assertIn("absent is no longer present", answer[2])
+        self.new_log()
+
     def test_each_connection_keeps_its_own_user(self):
         with Client("alice") as alice, Client("bob") as bob:
             for client in (alice, bob, alice):
@@ -219,17 +226,26 @@ class HelperItself(StageTestCase):
                 self.assertEqual(self.new_log(), [NO_TEAM])
                 self.assertEqual(helper_pid(), self.helper)
                 self.assert_served("alice")
+        with whole_again(HELPER):
+            self.assert_served("alice")  # by what was put in its place, as an update is
 
     def test_second_helper_leaves_the_socket_to_the_first(self):
         second = subprocess.run([HELPER], capture_output=True, text=True, timeout=30)
         self.assertEqual((second.returncode, second.stdout), (1, ""))
         self.assertRegex(second.stderr, f"^VelmoraMaintenanceHelper: .*{SOCKET}.*\n$")
+        self.assertEqual(SOCKET, "/run/com.velmora.app.maintenance-helper.socket")
+        handed = subprocess.run(["sh", "-c", f"LISTEN_FDS=1 LISTEN_PID=$$ exec {HELPER} 3<&-"],
+                                capture_output=True, text=True, timeout=30)
+        self.assertEqual(handed.returncode, 1)
+        self.assertRegex(handed.stderr, "the descriptors the helper was started with")
         self.assert_served()
 
     def test_socket_file_left_behind_is_taken_over(self):
         script = (f"mount -t tmpfs none /run && python3 -c 'import socket; "
-                  f"socket.socket(1).bind(\"{SOCKET}\")' && exec {HELPER}")
-        process = subprocess.Popen(["unshare", "--mount", "sh", "-c", script])
+                  f"socket.socket(1).bind(\"{SOCKET}\")' && exec {HELPER} <&- >&-")
+        process = subprocess.Popen(["unshare", "--mount", "sh", "-c", script],
+                                   stderr=subprocess.PIPE)
+        process.stderr.close()  # nobody reads the log
         self.addCleanup(process.wait)
         self.addCleanup(process.kill)
         runs, path = (Path(f"/proc/{process.pid}/{name}") for name in ("cmdline", "root" + SOCKET))
@@ -240,6 +256,9 @@ class HelperItself(StageTestCase):
                 return Client("root", path=str(path))
 
         with eventually(connection, "a connection to the private helper") as client:
+            for number in (0, 1):
+                self.assertEqual(os.readlink(f"/proc/{process.pid}/fd/{number}"), "/dev/null")
+            self.assertEqual(client.call("freeMemoryWithReply"), (True, ""))
             self.assertEqual(client.version(), ("3",))
         self.assertEqual(stat.S_IMODE(path.stat().st_mode), 0o666)
 

@@ -47,23 +47,24 @@ def padded(data):
     return data + bytes(-len(data) % 8)
 
 
-def message(member, serial=1, signature="", body=b""):
+def message(member, serial=1, signature="", body=b"", order="<"):
     fields = b""
     for code, form, text in ((1, b"o", "/"), (2, b"s", INTERFACE), (3, b"s", member)):
         fields = padded(fields) + bytes([code]) + b"\1" + form + b"\0"
-        fields += struct.pack("<I", len(text)) + text.encode() + b"\0"
+        fields += struct.pack(order + "I", len(text)) + text.encode() + b"\0"
     if signature:
         text = signature.encode()
         fields = padded(fields) + b"\x08\1g\0" + bytes([len(text)]) + text + b"\0"
-    header = struct.pack("<cBBBIII", b"l", 1, 0, 1, len(body), serial, len(fields))
+    header = struct.pack(order + "cBBBIII", b"l" if order == "<" else b"B", 1, 0, 1, len(body),
+                         serial, len(fields))
     return padded(header + fields) + body
 
 
-def removal_request(*keys, data=None):
+def removal_request(*keys, data=None, order="<"):
     """The parts of a message that asks for these items, or of these bytes."""
     data = json.dumps(keys).encode() if data is None else data
     return dict(member="removeLegacyBackgroundItems", signature="ay",
-                body=struct.pack("<I", len(data)) + data)
+                body=struct.pack(order + "I", len(data)) + data, order=order)
 
 
 def values_in(data, signature, at=0):

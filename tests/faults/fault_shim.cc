@@ -21,13 +21,11 @@
 #include <cstring>
 
 // The C library's own, which need no look-up: a look-up may allocate.
-// NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
-void* __libc_malloc(std::size_t size);
-void* __libc_calloc(std::size_t count, std::size_t size);
-void* __libc_realloc(void* block, std::size_t size);
+void* libraryMalloc(std::size_t size) __asm__("__libc_malloc");
+void* libraryCalloc(std::size_t count, std::size_t size) __asm__("__libc_calloc");
+void* libraryRealloc(void* block, std::size_t size) __asm__("__libc_realloc");
 }
-// NOLINTEND(bugprone-reserved-identifier)
 
 namespace {
 
@@ -182,13 +180,13 @@ long transfer(msghdr& message, bool half, Transfer real) {
 extern "C" {
 
 void* malloc(std::size_t size) noexcept {
-  return interceptAllocation([=] { return __libc_malloc(size); });
+  return interceptAllocation([=] { return libraryMalloc(size); });
 }
 void* calloc(std::size_t count, std::size_t size) noexcept {
-  return interceptAllocation([=] { return __libc_calloc(count, size); });
+  return interceptAllocation([=] { return libraryCalloc(count, size); });
 }
 void* realloc(void* block, std::size_t size) noexcept {
-  return interceptAllocation([=] { return __libc_realloc(block, size); });
+  return interceptAllocation([=] { return libraryRealloc(block, size); });
 }
 
 }  // extern "C"

@@ -4,6 +4,7 @@ import contextlib
 import random
 import resource
 import select
+import statistics
 import struct
 import subprocess
 import time
@@ -11,14 +12,27 @@ import unittest
 from pathlib import Path
 
 import abuses
-from attack_support import SANITIZED, AttackTestCase, times
-from stage_support import USERS, descriptors, eventually, main, processor_seconds
+from attack_support import SANITIZED, AttackTestCase, tell, times
+from stage_support import (SOCKET, STAFF, USERS, Client, descriptors, eventually, main,
+                           processor_seconds)
 
 AUTHENTICATION_SECONDS = 10
 ROUNDS = {abuses.crowd: (1, 5), abuses.no_login: (20, 200), abuses.mutated_messages: (300, 10000),
           abuses.mutated_requests: (100, 1000), abuses.lost_client: (25, 250),
           abuses.deaf_client: (1, 1), abuses.large_requests: (1, 1),
           abuses.descriptors_sent_along: (1, 10)}
+# An unsigned process with as many connections as it can have, each made anew when it ends.
+ONLY_CONNECT = f"""
+import contextlib, socket, threading
+def connect():
+    while True:
+        with contextlib.suppress(OSError), socket.socket(socket.AF_UNIX) as own:
+            own.connect("{SOCKET}")
+            own.recv(1)
+for _ in range(150):
+    threading.Thread(target=connect).start()
+print("knocking", flush=True)
+"""
 
 
 class Flood(AttackTestCase):
@@ -49,6 +63,31 @@ class Flood(AttackTestCase):
                 self.check_helper()
                 self.assertEqual(set(self.new_calls()), {"/usr/sbin/purge"})
         self.new_log()
+
+    def test_users_who_only_connect_starve_another(self):
+        quiet = self.median_seconds()
+        with contextlib.ExitStack() as floods:
+            for uid in range(601, 606):
+                flood = floods.enter_context(subprocess.Popen(
+                    ["/usr/bin/python3", "-c", ONLY_CONNECT], user=uid, group=STAFF,
+                    extra_groups=[], stdout=subprocess.PIPE))
+                floods.callback(flood.kill)
+                flood.stdout.read(1)
+            flooded = self.median_seconds()
+        tell(f"  version of a new connection: {quiet * 1000:.1f} ms in quiet, "
+             f"{flooded * 1000:.1f} ms with five users who only connect: {flooded / quiet:.1f} times")
+        self.new_log()
+
+    @staticmethod
+    def median_seconds():
+        """Of a new connection's first answer; each of them is served."""
+        seconds = []
+        for _ in range(times(15, 100)):
+            began = time.monotonic()
+            with Client("alice") as client:
+                assert client.version() == ("3",)
+            seconds.append(time.monotonic() - began)
+        return statistics.median(seconds)
 
     def test_unfinished_authentications_end_after_ten_seconds(self):
         began = time.monotonic()

@@ -29,6 +29,7 @@ sign -out bad/detached
 sign -nodetach -nocerts -out bad/without_certificate
 sign -nodetach -signer two.pem -inkey two.key -out bad/of_two_signers
 sign -nodetach -outform PEM -out bad/text
+sign -nodetach -md sha1 -out bad/by_a_weak_digest
 cms -data_create -out bad/of_no_signer
 cms -digest_create -out bad/of_no_signer_but_digested
 head -c -1 right >bad/truncated

@@ -18,14 +18,13 @@ CONSTANTS = {
         name + "Budget": rf"MaintenanceOperation {name} = \{{\s*\"[^\"]*\", (\d+),"
         for name in ("DNSCacheFlush", "SpotlightIndexRebuild", "UserPermissionRepair",
                      "SnapshotThinning", "MemoryPurge")
-    } | {"RemovalBudget": r"RemovalBudgetSeconds = (\d+);"},
+    } | {"RemovalBudget": r"RemovalBudgetSeconds = (\d+);",
+         "OperationAlreadyRunningMessage": MESSAGE.format("OperationAlreadyRunningMessage")},
     "removal/removal_request.h": {"MaximumRequestedItems": r"maximumRequestedItems = (\d+);"},
     "removal/launchd_label.cc": {"MaximumLabelBytes": r"maximumLabelBytes = (\d+);"},
     "removal/location_kind.cc": {
         kind[0].upper() + kind[1:] + "Kind": rf'LocationKind::{kind}:\s*return "(.*)";'
         for kind in ("userAgent", "sharedAgent", "systemDaemon")},
-    "front/operation_lock.h": {
-        "OperationAlreadyRunningMessage": MESSAGE.format("OperationAlreadyRunningMessage")},
     "front/failure.cc": {
         "OutOfMemoryMessage": MESSAGE.format("outOfMemoryMessage"),
         "UnknownFailureMessage": r'catch \(\.\.\.\) \{\s*return "(.*)";'},

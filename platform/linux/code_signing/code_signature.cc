@@ -56,15 +56,23 @@ std::optional<SHA256Digest> parseDigest(std::string_view text) {
   return digest;
 }
 
+// Whether the digest that is signed is one that nobody can find a second content for. The store's
+// own level only holds for the certificates.
+bool isStrong(const X509_ALGOR& digest) {
+  const int identifier = OBJ_obj2nid(digest.algorithm);
+  return identifier == NID_sha256 || identifier == NID_sha384 || identifier == NID_sha512;
+}
+
 // The certificate of the only signer, owned by `message`; null when there is not exactly one
-// signer or the message does not enclose its certificate.
+// signer, its digest is weak, or the message does not enclose its certificate.
 X509* onlySigner(CMS_ContentInfo* message) {
   STACK_OF(CMS_SignerInfo)* signers = CMS_get0_SignerInfos(message);
   if (sk_CMS_SignerInfo_num(signers) != 1) return nullptr;
   if (CMS_set1_signers_certs(message, nullptr, 0) != 1) return nullptr;
   X509* signer = nullptr;
-  CMS_SignerInfo_get0_algs(sk_CMS_SignerInfo_value(signers, 0), nullptr, &signer, nullptr, nullptr);
-  return signer;
+  X509_ALGOR* digest = nullptr;
+  CMS_SignerInfo_get0_algs(sk_CMS_SignerInfo_value(signers, 0), nullptr, &signer, &digest, nullptr);
+  return digest != nullptr && isStrong(*digest) ? signer : nullptr;
 }
 
 std::optional<std::string> onlyOrganizationalUnit(const X509* certificate) {

@@ -24,7 +24,8 @@ class CodeSignature {
   static constexpr std::size_t maximumBytes = 65536;
 
   // What the signature says, unverified; nothing unless `der` is one SignedData with exactly one
-  // signer, whose certificate is enclosed, over exactly the three lines.
+  // signer, whose certificate is enclosed, by SHA-256, SHA-384 or SHA-512, over exactly the three
+  // lines.
   static std::optional<CodeSignature> parse(std::string_view der);
 
   const std::string& identifier() const { return content_.identifier; }

@@ -1,6 +1,8 @@
 #include "platform/linux/xpc/bus_interface.h"
 
+#include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -47,6 +49,23 @@ void appendBoolean(const BusMessage& reply, bool value) {
   checkBus(::sd_bus_message_append(reply.get(), "b", static_cast<int>(value)));
 }
 
+Data readBytes(sd_bus_message* call) {
+  const void* bytes = nullptr;
+  std::size_t size = 0;
+  const int result = ::sd_bus_message_read_array(call, 'y', &bytes, &size);
+  if (result != -EOPNOTSUPP) {
+    checkBus(result);
+    const auto* begin = static_cast<const std::byte*>(bytes);
+    return {begin, begin + size};
+  }
+  // The library hands out no array in a message of the other byte order, even of bytes.
+  Data data;
+  std::uint8_t byte = 0;
+  checkBus(::sd_bus_message_enter_container(call, 'a', "y"));
+  while (::sd_bus_message_read_basic(call, 'y', &byte) > 0) data.push_back(std::byte{byte});
+  return data;
+}
+
 int onVersion(sd_bus_message* call, void* userdata, sd_bus_error* /*error*/) {
   return answer(userdata, [call](XPC& object, BusMessage& reply) {
     object.protocolVersionWithReply(VersionReply([&](const std::string& version) {
@@ -69,13 +88,9 @@ int onOperation(sd_bus_message* call, void* userdata, sd_bus_error* /*error*/) {
 
 int onRemoval(sd_bus_message* call, void* userdata, sd_bus_error* /*error*/) {
   return answer(userdata, [call](XPC& object, BusMessage& reply) {
-    const void* bytes = nullptr;
-    std::size_t size = 0;
-    checkBus(::sd_bus_message_read_array(call, 'y', &bytes, &size));
-    const auto* begin = static_cast<const std::byte*>(bytes);
     object.removeLegacyBackgroundItems(
-        Data(begin, begin + size), RemovalReply([&](bool ok, const std::optional<Data>& response,
-                                                    const std::optional<std::string>& message) {
+        readBytes(call), RemovalReply([&](bool ok, const std::optional<Data>& response,
+                                          const std::optional<std::string>& message) {
           reply = newReplyTo(call);
           appendBoolean(reply, ok);
           const Data content = response.value_or(Data());

@@ -6,10 +6,11 @@ namespace velmora {
 
 std::optional<ConnectionLimits::Place> ConnectionLimits::take(uid_t user) {
   const std::lock_guard lock(mutex_);
-  if (inAll_ >= maximumInAll) return std::nullopt;
-  unsigned& count = perUser_[user];
+  const auto entry = perUser_.find(user);
+  const unsigned count = entry == perUser_.end() ? 0 : entry->second;
   if (count >= maximumPerUser) return std::nullopt;
-  ++count;
+  if (inAll_ >= (count < few ? maximumInAll : maximumButForFew)) return std::nullopt;
+  perUser_[user] = count + 1;
   ++inAll_;
   return Place(*this, user);
 }

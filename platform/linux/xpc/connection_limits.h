@@ -1,4 +1,6 @@
-// How many connections there may be, for each user and in all. Any thread may use it.
+// How many connections there may be, for each user and in all. The last quarter of all is for users
+// who have few, so that those who take what they can leave room for everybody else. Any thread may
+// use it.
 #pragma once
 
 #include <sys/types.h>
@@ -13,6 +15,8 @@ class ConnectionLimits {
  public:
   static constexpr unsigned maximumPerUser = 128;
   static constexpr unsigned maximumInAll = 512;
+  static constexpr unsigned few = 8;
+  static constexpr unsigned maximumButForFew = maximumInAll - maximumInAll / 4;
 
   // One connection's place, given back when it is destroyed.
   class Place {

@@ -18,8 +18,10 @@ constexpr mode_t everyone = 0666;
 FileDescriptor inheritedSocket() {
   // Unsetting the variables keeps them from the tools that the helper starts.
   const int count = ::sd_listen_fds(1);
-  if (count <= 0) return {};
-  if (count > 1 || ::sd_is_socket_unix(SD_LISTEN_FDS_START, SOCK_STREAM, 1, nullptr, 0) <= 0) {
+  if (count == 0) return {};
+  // Negative where the variables name what is no descriptor: whoever set them means this helper to
+  // be reached by that socket, and would wait for ever before another one.
+  if (count != 1 || ::sd_is_socket_unix(SD_LISTEN_FDS_START, SOCK_STREAM, 1, nullptr, 0) <= 0) {
     throw PlatformError("use", "the descriptors the helper was started with",
                         "expected one listening local socket");
   }

@@ -41,15 +41,6 @@ std::string executableLink(pid_t process) {
 
 }  // namespace
 
-bool PeerProcess::FileIdentity::operator==(const FileIdentity& other) const {
-  return device == other.device && number == other.number &&
-         changed.tv_sec == other.changed.tv_sec && changed.tv_nsec == other.changed.tv_nsec;
-}
-
-PeerProcess::FileIdentity PeerProcess::identityOf(const struct stat& status) {
-  return {status.st_dev, status.st_ino, status.st_ctim};
-}
-
 ucred credentialsAtOtherEnd(int socket) {
   ucred credentials{};
   socklen_t size = sizeof credentials;
@@ -75,7 +66,7 @@ bool PeerProcess::isAlive() const {
 bool PeerProcess::satisfies(const CodeRequirement& requirement) {
   struct stat status {};
   if (genuineExecutable_ && ::stat(executableLink(process_).c_str(), &status) == 0 &&
-      identityOf(status) == *genuineExecutable_ && isAlive()) {
+      FileIdentity(status) == *genuineExecutable_ && isAlive()) {
     return true;
   }
   genuineExecutable_.reset();
@@ -93,7 +84,7 @@ bool PeerProcess::checkWholly(const CodeRequirement& requirement) {
     return false;
   }
   if (!SignedExecutable(std::move(executable), path).isValid(&requirement)) return false;
-  genuineExecutable_ = identityOf(status);
+  genuineExecutable_ = FileIdentity(status);
   return true;
 }
 

@@ -6,10 +6,11 @@
 #pragma once
 
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <optional>
+
+#include "platform/linux/file_identity.h"
 
 namespace velmora {
 
@@ -30,17 +31,8 @@ class PeerProcess {
   bool satisfies(const CodeRequirement& requirement);
 
  private:
-  // The change time is part of it because a number is given to the next file once it is free.
-  struct FileIdentity {
-    dev_t device;
-    ino_t number;
-    timespec changed;
-    bool operator==(const FileIdentity& other) const;
-  };
-
   bool isAlive() const;
   bool checkWholly(const CodeRequirement& requirement);
-  static FileIdentity identityOf(const struct stat& status);
 
   int socket_;
   pid_t process_;

@@ -27,9 +27,9 @@ Bus startServer(FileDescriptor socket) {
   return bus;
 }
 
-// Waits until the peer has taken every reply, so that a peer that does not read gets no further
-// call served and no further reply kept. Only writability is waited for: sd_bus_flush also wakes
-// for calls already sent, and would spin. Returns false when the connection is lost.
+// Waits until the peer has taken every reply: one that does not read gets no further call served,
+// and nothing more is kept for it. Not by sd_bus_flush, which also wakes for calls that have come
+// meanwhile, and would spin. Returns false when the connection is lost.
 bool deliverReplies(sd_bus* bus) {
   std::uint64_t queued = 0;
   while (::sd_bus_get_n_queued_write(bus, &queued) >= 0 && queued > 0) {
@@ -120,13 +120,11 @@ std::uint32_t ServerConnection::effectiveUserIdentifier() const {
 
 // Without a requirement nobody is: forgetting to set one must not open the helper to everyone.
 bool ServerConnection::peerIsAdmitted() {
-  return requirement_ && peer_.satisfies(*requirement_);
+  return resumed_ && object_ && requirement_ && peer_.satisfies(*requirement_);
 }
 
 void ServerConnection::serve() {
   const Deadline authenticationDeadline = Deadline::after(authenticationSeconds);
-  if (!resumed_ || !object_ || !peerIsAdmitted()) return;
-
   ExportedObject exported(*this);
   const Bus bus = startServer(std::move(socket_));
   checkBus(::sd_bus_add_filter(bus.get(), nullptr, ExportedObject::filter, &exported));

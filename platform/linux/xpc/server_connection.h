@@ -22,19 +22,20 @@ class ServerConnection final : public XPCConnection {
   void setCodeSigningRequirement(const std::string& requirement) override;
   void setExportedObject(std::unique_ptr<VelmoraMaintenanceHelperXPC> object) override;
   std::uint32_t effectiveUserIdentifier() const override;
+  void setExportedInterface() override {}  // a bus has no other
   void resume() override { resumed_ = true; }
 
-  // Serves the peer's calls until it disconnects, sends what is no message, or no longer
-  // satisfies the requirement. A peer that never satisfied it has not a byte read. Returns when
-  // the connection is to be closed. Raises PlatformError.
+  // Whether the delegate has resumed the connection, and the peer satisfies its requirement now.
+  bool peerIsAdmitted();
+
+  // Serves an admitted peer's calls until it disconnects, sends what is no message, or no longer
+  // satisfies the requirement. Returns when the connection is to be closed. Raises PlatformError.
   void serve();
 
  private:
   static constexpr double authenticationSeconds = 10;
 
   class ExportedObject;
-
-  bool peerIsAdmitted();
 
   FileDescriptor socket_;
   PeerProcess peer_;

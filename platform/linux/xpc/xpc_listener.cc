@@ -1,9 +1,10 @@
-#include <mutex>
 #include <optional>
 #include <thread>
 #include <utility>
 
 #include "platform/linux/xpc/accepting_socket.h"
+#include "platform/linux/xpc/accountable_users.h"
+#include "platform/linux/xpc/admission_turns.h"
 #include "platform/linux/xpc/bus.h"
 #include "platform/linux/xpc/connection_limits.h"
 #include "platform/linux/xpc/listening_socket.h"
@@ -12,6 +13,7 @@
 #include "platform/xpc.h"
 
 namespace velmora {
+
 class XPCListener::Implementation {
  public:
   explicit Implementation(std::string machServiceName) : name_(std::move(machServiceName)) {}
@@ -31,31 +33,34 @@ class XPCListener::Implementation {
   // Gives a newcomer a thread of its own. Over a limit, or out of threads or memory, it is closed.
   void startServing(FileDescriptor socket) noexcept {
     try {
-      std::optional<ConnectionLimits::Place> place =
-          limits_.take(credentialsAtOtherEnd(socket.get()).uid);
+      const uid_t user = users_.accountableFor(credentialsAtOtherEnd(socket.get()).uid);
+      std::optional<ConnectionLimits::Place> place = limits_.take(user);
       if (!place) return;
-      std::thread([this, socket = std::move(socket), place = std::move(place)]() mutable {
-        serve(std::move(socket));
+      std::thread([this, user, socket = std::move(socket), place = std::move(place)]() mutable {
+        serve(std::move(socket), user);
       }).detach();
     } catch (...) {
       // Only this newcomer suffers.
     }
   }
 
-  void serve(FileDescriptor socket) noexcept {
+  void serve(FileDescriptor socket, uid_t user) noexcept {
     try {
       ServerConnection connection(std::move(socket));
-      if (shouldAccept(connection)) connection.serve();
+      if (admit(connection, user)) connection.serve();
     } catch (...) {
       // Only this connection ends.
     }
   }
 
   // The listener's queue: the connection's own thread asks, so that a flood of newcomers cannot
-  // hold up the taking of connections, but one at a time.
-  bool shouldAccept(XPCConnection& connection) {
-    const std::lock_guard queue(queue_);
-    return delegate_ != nullptr && delegate_->listenerShouldAcceptNewConnection(connection);
+  // hold up the taking of connections, but one at a time. The peer is checked here too: its
+  // signature costs as much as the helper's own, and only the processor's share would be left to
+  // tell users apart.
+  bool admit(ServerConnection& connection, uid_t user) {
+    const AdmissionTurns::Turn turn = turns_.wait(user);
+    return delegate_ != nullptr && delegate_->listenerShouldAcceptNewConnection(connection) &&
+           connection.peerIsAdmitted();
   }
 
   static inline Implementation* resumed_ = nullptr;
@@ -63,8 +68,9 @@ class XPCListener::Implementation {
   const std::string name_;
   XPCListenerDelegate* delegate_ = nullptr;
   std::optional<AcceptingSocket> socket_;
+  AccountableUsers users_;  // of the thread that takes connections alone
   ConnectionLimits limits_;
-  std::mutex queue_;
+  AdmissionTurns turns_;
 };
 
 XPCListener::XPCListener(std::string machServiceName)

@@ -20,7 +20,8 @@ constexpr double slackSeconds = 30;
   if (code == ECONNRESET || code == EPIPE || code == ENOTCONN) {
     throw XPCConnectionError(
         "The helper closed the connection without an answer: it does not accept this client, or "
-        "it has ended.");
+        "it has ended.",
+        XPCConnectionError::Cause::endOfConnection);
   }
   if (code == ETIMEDOUT) throw XPCConnectionError("The helper did not answer in time.");
   throw XPCConnectionError(
@@ -38,7 +39,8 @@ FileDescriptor connectTo(const std::string& path) {
   if (!socket.isOpen() ||
       ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
     throw XPCConnectionError("The helper cannot be reached at " + path + ": " +
-                             std::generic_category().message(errno) + ".");
+                                 std::generic_category().message(errno) + ".",
+                             XPCConnectionError::Cause::notReached);
   }
   return socket;
 }
