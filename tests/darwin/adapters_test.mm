@@ -125,7 +125,7 @@ TEST_F(Adapters, admitsOutOfOrderOrAnObjectThatIsNotTheService) {
   ASSERT_TRUE(admits(connection));
   EXPECT_EQ(doubles.events, "1:0 2:0 3:0 4:2 requirement[identifier \""s + ClientBundleIdentifier +
                                 "\" and anchor apple generic and certificate leaf[subject.OU] = "
-                                "\"TEAM\"] user interface object "
+                                "\"TEAM\"] interface user object "
                                 "resume ");
   __block std::string answer;
   [connection->exportedObject protocolVersionWithReply:^(NSString* version) {
