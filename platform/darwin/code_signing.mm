@@ -6,38 +6,18 @@
 #include <utility>
 
 #include "platform/darwin/foundation_text.h"
+#include "platform/darwin/owned_reference.h"
 
 namespace velmora {
-namespace {
-
-// The owner of one object of the Security framework, which hands them over in an argument.
-template <typename Reference>
-class Owned {
- public:
-  Owned() = default;
-  Owned(const Owned&) = delete;
-  Owned& operator=(const Owned&) = delete;
-  ~Owned() {
-    if (reference_ != nullptr) CFRelease(reference_);
-  }
-
-  Reference* out() { return &reference_; }
-  Reference get() const { return reference_; }
-
- private:
-  Reference reference_ = nullptr;
-};
-
-}  // namespace
 
 class Code::Implementation {
  public:
-  Owned<SecCodeRef> reference;
+  OwnedReference<SecCodeRef> reference;
 };
 
 class StaticCode::Implementation {
  public:
-  Owned<SecStaticCodeRef> reference;
+  OwnedReference<SecStaticCodeRef> reference;
 };
 
 Code::Code(std::shared_ptr<const Implementation> implementation)
@@ -68,7 +48,7 @@ bool staticCodeCheckValidity(const StaticCode& code) {
 
 std::optional<SigningInformation> codeCopySigningInformation(const StaticCode& code) {
   @autoreleasepool {
-    Owned<CFDictionaryRef> information;
+    OwnedReference<CFDictionaryRef> information;
     const OSStatus status = SecCodeCopySigningInformation(
         code.implementation().reference.get(), kSecCSSigningInformation, information.out());
     if (status != errSecSuccess || information.get() == nullptr) return std::nullopt;

@@ -125,7 +125,7 @@ TEST_F(Adapters, admitsOutOfOrderOrAnObjectThatIsNotTheService) {
   ASSERT_TRUE(admits(connection));
   EXPECT_EQ(doubles.events, "1:0 2:0 3:0 4:2 requirement[identifier \""s + ClientBundleIdentifier +
                                 "\" and anchor apple generic and certificate leaf[subject.OU] = "
-                                "\"TEAM\"] user interface object "
+                                "\"TEAM\"] interface user object "
                                 "resume ");
   __block std::string answer;
   [connection->exportedObject protocolVersionWithReply:^(NSString* version) {
@@ -152,13 +152,18 @@ TEST_F(Adapters, admitsWithoutATeamOrKeepsAnObjectOfTheSecurityFramework) {
 
 TEST_F(Adapters, letsAnExceptionOverARequirementThrough) {
   class Careless : public XPCListenerDelegate {
+   public:
     bool listenerShouldAcceptNewConnection(XPCConnection& connection) override {
-      connection.setCodeSigningRequirement("no requirement");
+      const auto install = [&] { connection.setCodeSigningRequirement("no requirement"); };
+      description = raisedDescription(install);
+      install();
       return true;
     }
+    std::string description;
   } careless;
   listener_.setDelegate(careless);
   EXPECT_FALSE(admits([[NSXPCConnection alloc] init]));
+  EXPECT_EQ(careless.description, "Could not use the code signing requirement: malformed.");
   EXPECT_EQ(doubles.events, "");
 }
 

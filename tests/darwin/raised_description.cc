@@ -1,6 +1,6 @@
 #include "darwin/raised_description.h"
 
-#include "platform/xpc.h"
+#include "platform/localized_error.h"
 
 namespace velmora {
 
@@ -8,7 +8,7 @@ std::string raisedDescription(const std::function<void()>& call) {
   try {
     call();
     return "";
-  } catch (const XPCConnectionError& error) {
+  } catch (const LocalizedError& error) {
     return error.errorDescription();
   }
 }

@@ -6,7 +6,7 @@
 
 namespace velmora {
 
-// The description of the XPCConnectionError that `call` raises; empty when it raises nothing.
+// The description of the LocalizedError that `call` raises; empty when it raises nothing.
 std::string raisedDescription(const std::function<void()>& call);
 
 }  // namespace velmora

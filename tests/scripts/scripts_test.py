@@ -8,7 +8,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
-ROOMS = (".ci", "scripts", "stage")
+ROOMS = (".ci", "benchmarks", "examples", "scripts", "stage")
 
 
 def children(process):

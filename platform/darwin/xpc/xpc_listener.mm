@@ -19,8 +19,9 @@ class ServerConnection final : public XPCConnection {
     setRequirement(connection_, requirement);
   }
 
+  void setExportedInterface() override { [connection_ setExportedInterface:helperInterface()]; }
+
   void setExportedObject(std::unique_ptr<VelmoraMaintenanceHelperXPC> object) override {
-    [connection_ setExportedInterface:helperInterface()];
     [connection_
         setExportedObject:[[VelmoraExportedObject alloc] initWithObject:std::move(object)]];
   }

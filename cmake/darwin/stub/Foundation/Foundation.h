@@ -46,6 +46,10 @@ typedef struct _NSRange {
 - (id)objectForKey:(id)key;
 @end
 
+@interface NSURL : NSObject
++ (NSURL*)fileURLWithPath:(NSString*)path;
+@end
+
 @interface NSUUID : NSObject
 + (instancetype)UUID;
 - (NSString*)UUIDString;

@@ -1,13 +1,12 @@
-// Doubles of the Security framework's calls and of CoreFoundation's release: they count the objects
-// they hand out, and fail when `doubles` says so.
+// Doubles of the Security framework's calls: they count the objects they hand out, and fail when
+// `doubles` says so.
 #pragma once
+
+#include <CoreFoundation/CoreFoundation.h>
 
 #include <cstdint>
 
 typedef std::int32_t OSStatus;
-typedef const void* CFTypeRef;
-typedef const struct DoubleString* CFStringRef;
-typedef const struct DoubleDictionary* CFDictionaryRef;
 typedef const struct DoubleCode* SecCodeRef;
 typedef const struct DoubleStaticCode* SecStaticCodeRef;
 typedef const struct DoubleRequirement* SecRequirementRef;
@@ -17,7 +16,6 @@ enum : OSStatus { errSecSuccess = 0 };
 
 extern const CFStringRef kSecCodeInfoTeamIdentifier;
 
-void CFRelease(CFTypeRef object);
 OSStatus SecCodeCopySelf(std::uint32_t flags, SecCodeRef* self);
 OSStatus SecCodeCopyStaticCode(SecCodeRef code, std::uint32_t flags, SecStaticCodeRef* staticCode);
 OSStatus SecStaticCodeCheckValidity(SecStaticCodeRef staticCode, std::uint32_t flags,
