@@ -32,12 +32,12 @@ SIGNED_PYTHON = "/stage/tests/python3"
 ERROR = 3  # the message type
 
 
-def eventually(condition, what, seconds=30):
+def eventually(condition, what, seconds=30, pause=0.02):
     deadline = time.monotonic() + seconds
     while not (result := condition()):
         if time.monotonic() > deadline:
             raise AssertionError(f"not within {seconds} s: {what}")
-        time.sleep(0.02)
+        time.sleep(pause)
     return result
 
 

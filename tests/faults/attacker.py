@@ -12,12 +12,13 @@ import os
 import signal
 import socket
 import struct
-import time
 from collections import namedtuple
+from functools import partial
 from pathlib import Path
 
 from removal_test import INVALID
-from stage_support import HELPER, Client, children, descriptors, removal_request, threads
+from stage_support import (HELPER, Client, children, descriptors, eventually, removal_request,
+                           threads)
 
 ADDRESS, CONTROL, LOG = "/run/attacked.socket", "/stage/faults", "/stage/attacked.log"
 SHIM = "/stage/tests/fault_shim.so"
@@ -107,12 +108,7 @@ class Shim:
         return fired, allocations, records
 
 
-def soon(condition, what):
-    deadline = time.monotonic() + 10
-    while not condition():
-        if time.monotonic() > deadline:
-            raise AssertionError(f"not within 10 s: {what}")
-        time.sleep(0.001)
+soon = partial(eventually, seconds=10, pause=0.001)
 
 
 class AttackedHelper:
