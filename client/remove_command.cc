@@ -24,8 +24,9 @@ using Keys = std::vector<std::string>;
 std::string itemText(const std::string& key, const ItemListing& listing, const char* indent) {
   std::string text = indent + printableText(key) + "\n";
   const Keys obstacles = obstaclesTo(listing, key);
-  for (const std::string& obstacle : obstacles)
+  for (const std::string& obstacle : obstacles) {
     text += std::string(indent) + "  cannot be removed: " + obstacle + "\n";
+  }
   if (!obstacles.empty()) return text;
   for (const auto& file : filesOfItem(listing, key)) {
     text += std::string(indent) + "  " + printableText(file.native()) + "\n";
