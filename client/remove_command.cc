@@ -56,7 +56,8 @@ ExitStatus showOnly(const CommandLine& commandLine, const Keys& keys, const Item
   std::string message;
   for (const std::string& key : refused) {
     for (const std::string& obstacle : obstaclesTo(listing, key)) {
-      message += (message.empty() ? "" : "\n") + key + ": " + obstacle;
+      if (!message.empty()) message += '\n';
+      message.append(key).append(": ").append(obstacle);
     }
   }
   printOutcome(commandLine, refused.empty(), message, 0, &removed);
