@@ -88,10 +88,7 @@ def counted(measure, value, goal, unit, floor=None, peer=None):
 
 def pin(process=0):
     """Has a process, by default this one and its future children, run on one processor, which is
-    the same for all; each of its threads, if it is another's."""
-    processor = {max(os.sched_getaffinity(os.getpid()))}
-    if process == 0:
-        os.sched_setaffinity(0, processor)
-        return
-    for thread in os.listdir(f"/proc/{process}/task"):
-        os.sched_setaffinity(int(thread), processor)
+    the same for all, and before whatever else wants it."""
+    for thread in map(int, os.listdir(f"/proc/{process or os.getpid()}/task")):
+        os.sched_setaffinity(thread, {max(os.sched_getaffinity(os.getpid()))})
+        os.setpriority(os.PRIO_PROCESS, thread, -20)
