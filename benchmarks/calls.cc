@@ -124,9 +124,9 @@ void admitBarely(const std::string& socket, const std::vector<std::string>& exec
 }  // namespace
 
 int measureCalls(const std::vector<std::string>& words) {
-  const std::string helper = words.at(0);
-  const std::string bare = words.at(1);
-  const std::string bus = words.at(2);
+  const std::string& helper = words.at(0);
+  const std::string& bare = words.at(1);
+  const std::string& bus = words.at(2);
   const std::vector<std::string> executables(words.begin() + 3, words.end());
   return obey({{"pingpong", pingPong()},
                {"ours", oneByOne(helper, versionMethod())},

@@ -67,9 +67,9 @@ def fulfils(value, goal):
 
 
 def compared(measure, ours, other, goal, floor=None, peer=None, peers=None, count=1):
-    """A row of times. `other` is what stands in the goal, the floor or the peer of this name; a goal
-    "at least" is how many times faster we are. `peers` are shown beside it as multiples of `other`;
-    times are shown for each of `count` turns."""
+    """A row of times. `other` is what stands in the goal, the floor or the peer of this name; a
+    goal "at least" is how many times faster we are. `peers` are shown beside it as multiples of
+    `other`; times are shown for each of `count` turns."""
     ours, other = summary(ours), summary(other)
     ratio = quotient(ours, other) if goal[0] == AT_MOST else quotient(other, ours)
     return {"measure": measure, "floor": floor, "peer": peer, "goal": goal, "ratio": ratio,
