@@ -2,10 +2,11 @@
 // and of a bus, each at its socket, one client or 32 of them at once; a byte to another process and
 // back; a connection to the helper with its first call, and the least that admitting it takes:
 // every EXECUTABLE verified, one connection made.
-#include <poll.h>
+#include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <array>
 #include <memory>
 #include <string>
 #include <vector>
@@ -54,20 +55,31 @@ Subject oneByOne(const std::string& socket, const Method& method) {
   });
 }
 
+// Which of them have an answer, at a cost that does not grow with their number.
+FileDescriptor watched(const Clients& crowded) {
+  FileDescriptor watch(::epoll_create1(EPOLL_CLOEXEC));
+  for (std::size_t i = 0; i < crowded.clients.size(); ++i) {
+    epoll_event event{.events = EPOLLIN, .data = {.u64 = i}};
+    require(::epoll_ctl(watch.get(), EPOLL_CTL_ADD, crowded.clients[i]->descriptor(), &event) == 0,
+            "epoll_ctl");
+  }
+  return watch;
+}
+
 // Each client calls again as soon as it has its answer; `count` calls in all.
-void callFromAll(const Clients& crowded, std::size_t count) {
-  std::vector<pollfd> sockets;
-  for (const auto& client : crowded.clients) sockets.push_back({client->descriptor(), POLLIN, 0});
+void callFromAll(const Clients& crowded, const FileDescriptor& watch, std::size_t count) {
   std::size_t sent = 0;
   for (; sent < crowded.clients.size(); ++sent) crowded.clients[sent]->send(crowded.encoded);
+  std::array<epoll_event, crowd> events;
   for (std::size_t answered = 0; answered < sent;) {
-    require(::poll(sockets.data(), sockets.size(), -1) > 0, "poll");
-    for (std::size_t i = 0; i < sockets.size(); ++i) {
-      if (sockets[i].revents == 0) continue;
-      crowded.clients[i]->awaitAnswer();
+    const int ready = ::epoll_wait(watch.get(), events.data(), static_cast<int>(crowd), -1);
+    require(ready > 0, "epoll_wait");
+    for (std::size_t i = 0; i < static_cast<std::size_t>(ready); ++i) {
+      WireClient& client = *crowded.clients[events.at(i).data.u64];
+      client.awaitAnswer();
       ++answered;
       if (sent >= count) continue;
-      crowded.clients[i]->send(crowded.encoded);
+      client.send(crowded.encoded);
       ++sent;
     }
   }
@@ -75,7 +87,10 @@ void callFromAll(const Clients& crowded, std::size_t count) {
 
 Subject allAtOnce(const std::string& socket, const Method& method) {
   const auto all = std::make_shared<Clients>(connected(socket, crowd, method));
-  return [all](std::size_t count) { return secondsOf([&] { callFromAll(*all, count); }); };
+  const auto watch = std::make_shared<FileDescriptor>(watched(*all));
+  return [all, watch](std::size_t count) {
+    return secondsOf([&] { callFromAll(*all, *watch, count); });
+  };
 }
 
 [[noreturn]] void echo(int socket) {
@@ -109,9 +124,9 @@ void admitBarely(const std::string& socket, const std::vector<std::string>& exec
 }  // namespace
 
 int measureCalls(const std::vector<std::string>& words) {
-  const std::string helper = words.at(0);
-  const std::string bare = words.at(1);
-  const std::string bus = words.at(2);
+  const std::string& helper = words.at(0);
+  const std::string& bare = words.at(1);
+  const std::string& bus = words.at(2);
   const std::vector<std::string> executables(words.begin() + 3, words.end());
   return obey({{"pingpong", pingPong()},
                {"ours", oneByOne(helper, versionMethod())},

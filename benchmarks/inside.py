@@ -102,7 +102,7 @@ def wake_helper():
 
 def version_calls():
     wake_helper()
-    count, rounds = either((2000, 40), (300, 5))
+    count, rounds = either((200, 300), (200, 20))
     with bus(), bare_service(), Program("calls", SOCKET, BARE_SOCKET, BUS_SOCKET, HELPER,
                                         HERE / "calls") as program:
         one = alternate(rounds, **{name: program.subject(name, count)
@@ -111,11 +111,11 @@ def version_calls():
                        floor="bare sd-bus service", peers={"dbus-daemon": one["bus"]})
         yield compared("version call", one["ours"], one["pingpong"], (AT_MOST, 2.0),
                        floor="a byte there and back")
-        crowd = alternate(rounds, ours=program.subject("ours32", 2 * count),
-                          bus=program.subject("bus32", 2 * count))
+        crowd = alternate(rounds, ours=program.subject("ours32", 5 * count),
+                          bus=program.subject("bus32", 5 * count))
         yield compared("version calls, 32 connections", crowd["ours"], crowd["bus"],
                        (AT_LEAST, 1.5), peer="dbus-daemon")
-        count = either(40, 10)
+        count = 4
         first = alternate(rounds, ours=program.subject("connect", count),
                           floor=program.subject("admit", count))
         yield compared("connection with its first call", first["ours"], first["floor"],
@@ -123,7 +123,7 @@ def version_calls():
 
 
 def starting():
-    count, rounds = either((5, 40), (2, 5))
+    count, rounds = either((2, 100), (2, 8))
     wake_helper()
     with Program("start_up", HELPER, HERE / "bare_service", SOCKET, VELMORACTL,
                  HERE / "bare_client") as program:
@@ -299,6 +299,8 @@ def removal():
 
 
 def start_afresh():
+    # What has been installed but is not on the disk yet would count as changed by the process.
+    os.sync()
     if process := helper_pid():
         os.kill(process, signal.SIGKILL)
         eventually(lambda: helper_pid() != process, "the end of the helper")
@@ -375,6 +377,8 @@ def main():
         shutil.copy("/usr/bin/python3", python)
         sign(python, HERE / "calls", HERE / "start_up", HERE / "bare_client")
         os.execv(python, [python, "-B", *sys.argv])
+    # What lives no longer than a call is not to wait for the disk.
+    subprocess.run(["mount", "-t", "tmpfs", "-o", "mode=1777", "tmpfs", "/tmp"], check=True)
     measuring.pin()
     results, *wanted = (word for word in sys.argv[1:] if word != "--quick")
     rows = []

@@ -67,9 +67,9 @@ def fulfils(value, goal):
 
 
 def compared(measure, ours, other, goal, floor=None, peer=None, peers=None, count=1):
-    """A row of times. `other` is what stands in the goal, the floor or the peer of this name; a goal
-    "at least" is how many times faster we are. `peers` are shown beside it as multiples of `other`;
-    times are shown for each of `count` turns."""
+    """A row of times. `other` is what stands in the goal, the floor or the peer of this name; a
+    goal "at least" is how many times faster we are. `peers` are shown beside it as multiples of
+    `other`; times are shown for each of `count` turns."""
     ours, other = summary(ours), summary(other)
     ratio = quotient(ours, other) if goal[0] == AT_MOST else quotient(other, ours)
     return {"measure": measure, "floor": floor, "peer": peer, "goal": goal, "ratio": ratio,
@@ -88,10 +88,7 @@ def counted(measure, value, goal, unit, floor=None, peer=None):
 
 def pin(process=0):
     """Has a process, by default this one and its future children, run on one processor, which is
-    the same for all; each of its threads, if it is another's."""
-    processor = {max(os.sched_getaffinity(os.getpid()))}
-    if process == 0:
-        os.sched_setaffinity(0, processor)
-        return
-    for thread in os.listdir(f"/proc/{process}/task"):
-        os.sched_setaffinity(int(thread), processor)
+    the same for all, and before whatever else wants it."""
+    for thread in map(int, os.listdir(f"/proc/{process or os.getpid()}/task")):
+        os.sched_setaffinity(thread, {max(os.sched_getaffinity(os.getpid()))})
+        os.setpriority(os.PRIO_PROCESS, thread, -20)

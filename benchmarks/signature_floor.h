@@ -5,8 +5,8 @@
 
 namespace velmora::bench {
 
-// Hashes the executable at `path` and verifies the signature beside it by the installed anchors,
-// read once. Raises std::runtime_error when the signature does not hold.
+// Hashes the executable at `path` and verifies the signature beside it by the installed anchors.
+// Nothing is kept from an earlier time. Raises std::runtime_error when the signature does not hold.
 void verifyBarely(const std::string& path);
 
 }  // namespace velmora::bench

@@ -44,6 +44,7 @@ pid_t startWith(const FileDescriptor& socket, std::vector<std::string> command) 
   ::setenv("LISTEN_FDS", "1", 1);
   // NOLINTEND(concurrency-mt-unsafe)
   std::vector<char*> words;
+  words.reserve(command.size() + 1);
   for (std::string& word : command) words.push_back(word.data());
   words.push_back(nullptr);
   // Onto its own number, a duplicate would still be closed.

@@ -14,7 +14,8 @@ namespace velmora {
 class ConnectionLimits {
  public:
   static constexpr unsigned maximumPerUser = 128;
-  static constexpr unsigned maximumInAll = 512;
+  // Each keeps two descriptors, and a process may have 1,024 where nobody has said otherwise.
+  static constexpr unsigned maximumInAll = 480;
   static constexpr unsigned few = 8;
   static constexpr unsigned maximumButForFew = maximumInAll - maximumInAll / 4;
 

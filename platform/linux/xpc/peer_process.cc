@@ -2,18 +2,18 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <unistd.h>
 
 extern "C" {
 #include <sys/pidfd.h>  // glibc 2.36 forgets that C++ may include it
 }
 
+#include <array>
 #include <cerrno>
-#include <filesystem>
+#include <climits>
 #include <string>
-#include <system_error>
 #include <utility>
 
-#include "platform/file_descriptor.h"
 #include "platform/linux/code_signing/signed_executable.h"
 #include "platform/platform_error.h"
 #include "platform/portable/code_requirement.h"
@@ -25,6 +25,8 @@ extern "C" {
 namespace velmora {
 namespace {
 
+constexpr const char* executable = "exe";
+
 FileDescriptor openPeerProcess(int socket, pid_t process) {
   int descriptor = -1;
   socklen_t size = sizeof descriptor;
@@ -35,8 +37,26 @@ FileDescriptor openPeerProcess(int socket, pid_t process) {
   return FileDescriptor(errno == ENOPROTOOPT ? ::pidfd_open(process, 0) : -1);
 }
 
-std::string executableLink(pid_t process) {
-  return "/proc/" + std::to_string(process) + "/exe";
+// A process that has ended still has a descriptor; it reads as ready.
+bool isAlive(int socket, pid_t process) {
+  const FileDescriptor descriptor = openPeerProcess(socket, process);
+  pollfd end{descriptor.get(), POLLIN, 0};
+  return descriptor.isOpen() && ::poll(&end, 1, 0) == 0;
+}
+
+FileDescriptor openFolder(int socket, pid_t process) {
+  FileDescriptor folder(
+      ::open(("/proc/" + std::to_string(process)).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  // Only now: a number that has passed on to another process shows that process's folder.
+  if (!isAlive(socket, process)) folder.reset();
+  return folder;
+}
+
+// Where the link `name` in `folder` leads; empty when it cannot be read.
+std::string targetOf(const FileDescriptor& folder, const char* name) {
+  std::array<char, PATH_MAX> target;
+  const ssize_t size = ::readlinkat(folder.get(), name, target.data(), target.size());
+  return {target.data(), size < 0 ? 0 : static_cast<std::size_t>(size)};
 }
 
 }  // namespace
@@ -50,23 +70,15 @@ ucred credentialsAtOtherEnd(int socket) {
   return credentials;
 }
 
-PeerProcess::PeerProcess(int socket) : socket_(socket), process_(0), user_(0) {
-  const ucred credentials = credentialsAtOtherEnd(socket);
-  process_ = credentials.pid;
-  user_ = credentials.uid;
-}
+PeerProcess::PeerProcess(int socket) : PeerProcess(socket, credentialsAtOtherEnd(socket)) {}
 
-// A process that has ended still has a descriptor; it reads as ready.
-bool PeerProcess::isAlive() const {
-  const FileDescriptor process = openPeerProcess(socket_, process_);
-  pollfd end{process.get(), POLLIN, 0};
-  return process.isOpen() && ::poll(&end, 1, 0) == 0;
-}
+PeerProcess::PeerProcess(int socket, const ucred& credentials)
+    : folder_(openFolder(socket, credentials.pid)), user_(credentials.uid) {}
 
 bool PeerProcess::satisfies(const CodeRequirement& requirement) {
   struct stat status {};
-  if (genuineExecutable_ && ::stat(executableLink(process_).c_str(), &status) == 0 &&
-      FileIdentity(status) == *genuineExecutable_ && isAlive()) {
+  if (genuineExecutable_ && ::fstatat(folder_.get(), executable, &status, 0) == 0 &&
+      FileIdentity(status) == *genuineExecutable_) {
     return true;
   }
   genuineExecutable_.reset();
@@ -74,16 +86,11 @@ bool PeerProcess::satisfies(const CodeRequirement& requirement) {
 }
 
 bool PeerProcess::checkWholly(const CodeRequirement& requirement) {
-  const std::string link = executableLink(process_);
-  FileDescriptor executable(::open(link.c_str(), O_RDONLY | O_CLOEXEC));
-  std::error_code error;
-  const std::string path = std::filesystem::read_symlink(link, error).string();
+  FileDescriptor file(::openat(folder_.get(), executable, O_RDONLY | O_CLOEXEC));
+  const std::string path = targetOf(folder_, executable);
   struct stat status {};
-  // Only now: a number that has passed on to another process shows that process's executable.
-  if (!executable.isOpen() || error || ::fstat(executable.get(), &status) != 0 || !isAlive()) {
-    return false;
-  }
-  if (!SignedExecutable(std::move(executable), path).isValid(&requirement)) return false;
+  if (!file.isOpen() || path.empty() || ::fstat(file.get(), &status) != 0) return false;
+  if (!SignedExecutable(std::move(file), path).isValid(&requirement)) return false;
   genuineExecutable_ = FileIdentity(status);
   return true;
 }

@@ -10,6 +10,7 @@
 
 #include <optional>
 
+#include "platform/file_descriptor.h"
 #include "platform/linux/file_identity.h"
 
 namespace velmora {
@@ -21,7 +22,7 @@ ucred credentialsAtOtherEnd(int socket);
 
 class PeerProcess {
  public:
-  // `socket` is a connected local socket that outlives this object. Raises PlatformError.
+  // Who connected to the connected local socket. Keeps a descriptor. Raises PlatformError.
   explicit PeerProcess(int socket);
 
   uid_t effectiveUserIdentifier() const { return user_; }
@@ -31,11 +32,12 @@ class PeerProcess {
   bool satisfies(const CodeRequirement& requirement);
 
  private:
-  bool isAlive() const;
+  PeerProcess(int socket, const ucred& credentials);
   bool checkWholly(const CodeRequirement& requirement);
 
-  int socket_;
-  pid_t process_;
+  // The process's own in proc(5): nothing is found in it once that process has ended, whichever has
+  // its number then.
+  FileDescriptor folder_;
   uid_t user_;
   std::optional<FileIdentity> genuineExecutable_;
 };
