@@ -174,7 +174,8 @@ def overlapping_arrays():
 
 def hostile_files():
     """(what it is, what it must yield if that is known, its bytes)"""
-    yield "comment", A, xml_value("<string>a</string><!--" + " " * SIZE + "-->")
+    # Its end begins with the last byte of a piece.
+    yield "comment", A, xml_value("<string>a</string><!--" + " " * (SIZE - 1) + "-->")
     yield "plists", MISSING, "<plist>" * DEPTH + "<dict/>" + "</plist>" * DEPTH
     yield "deep references", A, arrays(DEPTH, 1)
     yield "a way for each subset", A, arrays(60, 2)
