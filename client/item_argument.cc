@@ -14,8 +14,7 @@ namespace velmora {
 namespace {
 
 constexpr std::string_view itemForms =
-    "an item is KIND/LABEL, KIND|LABEL or the full path of a file that 'velmoractl list' shows, "
-    "and "
+    "an item is KIND/LABEL, KIND|LABEL or the full path of a file that 'velmoractl list' shows; "
     "the kinds are userAgent, sharedAgent and systemDaemon";
 
 [[noreturn]] void refuse(std::string_view argument, std::string_view reason) {
@@ -53,9 +52,10 @@ std::vector<std::string> itemKeysOf(const std::vector<std::string>& arguments,
                                     const ItemListing& listing) {
   std::vector<std::string> keys;
   for (const std::string& argument : arguments) {
-    keys.push_back(keyOf(argument, listing));
+    const std::string key = keyOf(argument, listing);
     try {
-      (void)parseRequestEntry(keys.back());
+      const RemovalRequest request = parseRequestEntry(key);
+      keys.push_back(itemKey(request.kind, request.label));
     } catch (const LegacyBackgroundItemRemovalError&) {
       refuse(argument, " has a label that is protected or not allowed; " + std::string(itemForms));
     }

@@ -102,16 +102,18 @@ std::vector<std::string> obstaclesTo(const ItemListing& listing, const std::stri
   for (const ListedFolder& folder : listing) {
     if (folder.kind != request.kind) continue;
     const std::string directory = printableText(folder.directory.native());
-    if (!folder.failure.empty())
+    if (!folder.failure.empty()) {
       obstacles.push_back(directory + " cannot be listed: " + folder.failure);
+    }
     for (const ListedFile& file : folder.files) {
       if (claimedOrBorneKey(file) != wanted) continue;
       if (file.isRemovable()) return {};
       obstacles.push_back(printableText((folder.directory / file.name).native()) + " " +
                           file.reason);
     }
-    if (obstacles.empty())
+    if (obstacles.empty()) {
       obstacles.push_back("no property list in " + directory + " has this label");
+    }
   }
   return obstacles;
 }

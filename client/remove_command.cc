@@ -24,8 +24,9 @@ using Keys = std::vector<std::string>;
 std::string itemText(const std::string& key, const ItemListing& listing, const char* indent) {
   std::string text = indent + printableText(key) + "\n";
   const Keys obstacles = obstaclesTo(listing, key);
-  for (const std::string& obstacle : obstacles)
+  for (const std::string& obstacle : obstacles) {
     text += std::string(indent) + "  cannot be removed: " + obstacle + "\n";
+  }
   if (!obstacles.empty()) return text;
   for (const auto& file : filesOfItem(listing, key)) {
     text += std::string(indent) + "  " + printableText(file.native()) + "\n";
@@ -55,7 +56,8 @@ ExitStatus showOnly(const CommandLine& commandLine, const Keys& keys, const Item
   std::string message;
   for (const std::string& key : refused) {
     for (const std::string& obstacle : obstaclesTo(listing, key)) {
-      message += (message.empty() ? "" : "\n") + key + ": " + obstacle;
+      if (!message.empty()) message += '\n';
+      message.append(key).append(": ").append(obstacle);
     }
   }
   printOutcome(commandLine, refused.empty(), message, 0, &removed);

@@ -27,6 +27,10 @@ constexpr bool isScalar(char32_t value) {
 // Appends `scalar`, which is a Unicode scalar value, to `text`.
 void appendScalar(std::string& text, char32_t scalar);
 
+// How many bytes at the front are whole characters; where it is not all, a fault follows, or a
+// character cut short.
+std::size_t utf8Length(std::string_view bytes) noexcept;
+
 // Whether `bytes` are UTF-8 by the letter: a surrogate, an overlong form, a value past U+10FFFF
 // or a character cut short refuses the whole.
 bool isUTF8(std::string_view bytes) noexcept;

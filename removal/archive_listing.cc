@@ -79,7 +79,7 @@ Location locationOf(const ArchiveMetadata& metadata, const LocationsOfUser& loca
 // The name of the file that lies at `path` directly in the folder.
 std::string nameWithin(const std::filesystem::path& folder, const std::string& path) {
   const std::string beginning = folder.native() + "/";
-  const std::string name = path.starts_with(beginning) ? path.substr(beginning.size()) : "";
+  std::string name = path.starts_with(beginning) ? path.substr(beginning.size()) : "";
   // A hidden file, "." and ".." included, is none that was ever removed.
   if (name.empty() || name.starts_with('.') || name.find('/') != std::string::npos ||
       name.find('\0') != std::string::npos) {

@@ -32,7 +32,7 @@ TEST(CommandLineTest, letsWrongUsageThrough) {
       {{"thin"}, "there is no command thin; did you mean thin-local-snapshots?"},
       {{"mooVe"}, "there is no command mooVe"}};
   for (const auto& [words, complaint] : cases) {
-    const auto error = raised<UsageError>([&words = words] { (void)parsed(words); });
+    const auto error = raised<UsageError>([&given = words] { (void)parsed(given); });
     EXPECT_EQ(error.errorDescription(), complaint);
   }
 }

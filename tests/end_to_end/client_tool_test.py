@@ -74,7 +74,7 @@ class ClientTool(ItemTestCase):
     def test_wrong_usage_is_status_2_and_asks_nothing_of_the_helper(self):
         item = self.item("item")
         link = FOLDERS["userAgent"] / "org.example.linked.plist"
-        kinds = ".* userAgent, sharedAgent and systemDaemon"
+        kinds = ".* the kinds are userAgent, sharedAgent and systemDaemon"
         cases = [  # arguments, the complaint, and whose help is pointed to
             ("remove --yes", "remove: which ones\\?", "remove "),
             (f"remove {item.key}", "remove asks first, .* --yes .*", "remove "),

@@ -1,9 +1,9 @@
 #include "platform/portable/property_list/binary_property_list.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <stack>
 #include <vector>
 
 #include "platform/portable/property_list/binary_objects.h"
@@ -17,24 +17,27 @@ using Outcome = PropertyListString::Outcome;
 template <typename Offset>
 class ObjectChecker {
  public:
-  explicit ObjectChecker(const BinaryObjects& objects)
+  ObjectChecker(const BinaryObjects& objects, ReadingProgress& progress)
       : objects_(objects),
-        isSeen_(objects.end()),
-        isOpen_(objects.end()),
-        uncheckedBytes_(objects.end()) {}
+        progress_(progress),
+        states_(2 * objects.end()),
+        uncheckedBytes_(objects.end()) {
+    // No more can be open at a time: each takes its bytes of the unchecked ones.
+    open_.reserve(std::min(objects.count(), objects.end() / (1 + objects.referenceSize()) + 1));
+  }
 
   // Whether all objects reached are sound, and none contains itself.
   bool check() {
     if (!enter(objects_.topLevel())) return false;
     while (!open_.empty()) {
-      OpenContainer& container = open_.top();
+      OpenContainer& container = open_.back();
       if (container.next == end_) {
         leave();
         continue;
       }
-      const std::optional<std::size_t> offset = objects_.offsetAt(container.next);
+      const std::size_t offset = objects_.offsetAt(container.next);
       container.next += static_cast<Offset>(objects_.referenceSize());
-      if (!offset || !enter(*offset)) return false;
+      if (offset == objects_.end() || !enter(offset)) return false;
     }
     return true;
   }
@@ -49,51 +52,51 @@ class ObjectChecker {
 
   // Checks the object itself, unless that has been done; a container is left open.
   bool enter(std::size_t offset) {
-    if (isSeen_[offset]) return !isOpen_[offset];
-    const std::optional<BinaryObject> object = objects_.object(offset);
+    if (states_[2 * offset]) return !states_[2 * offset + 1];
+    const BinaryObject object = objects_.object(offset);
     // Else objects that overlap could take a time that grows with the square of the file.
-    if (!object || object->end - offset > uncheckedBytes_) return false;
-    uncheckedBytes_ -= object->end - offset;
-    isSeen_[offset] = true;
-    if (!object->isContainer()) return true;
-    isOpen_[offset] = true;
-    open_.push({static_cast<Offset>(offset), static_cast<Offset>(object->content)});
-    end_ = object->end;
-    return object->kind != BinaryObject::Kind::dictionary || hasPlainKeys(*object);
+    if (!object.isSound() || object.end - offset > uncheckedBytes_) return false;
+    uncheckedBytes_ -= object.end - offset;
+    states_[2 * offset] = true;
+    if (!object.isContainer()) return true;
+    states_[2 * offset + 1] = true;
+    open_.push_back({static_cast<Offset>(offset), static_cast<Offset>(object.content)});
+    end_ = object.end;
+    return object.kind != BinaryObject::Kind::dictionary || hasPlainKeys(object);
   }
 
   void leave() {
-    isOpen_[open_.top().offset] = false;
-    open_.pop();
-    if (!open_.empty()) end_ = objects_.object(open_.top().offset)->end;
+    states_[2 * std::size_t{open_.back().offset} + 1] = false;
+    open_.pop_back();
+    progress_.count(sizeof(OpenContainer));
+    if (!open_.empty()) end_ = objects_.object(open_.back().offset).end;
   }
 
   // Whether no key is a container, which Apple's reader refuses.
   bool hasPlainKeys(const BinaryObject& dictionary) const {
     for (std::size_t entry = 0; entry < dictionary.count; ++entry) {
-      const std::optional<std::size_t> offset =
-          objects_.offsetAt(dictionary.content + entry * objects_.referenceSize());
-      const std::optional<BinaryObject> key = offset ? objects_.object(*offset) : std::nullopt;
-      if (!key || key->isContainer()) return false;
+      const BinaryObject key =
+          objects_.object(objects_.offsetAt(dictionary.content + entry * objects_.referenceSize()));
+      if (!key.isSound() || key.isContainer()) return false;
     }
     return true;
   }
 
   const BinaryObjects& objects_;
-  std::vector<bool> isSeen_;  // by offset, as isOpen_
-  std::vector<bool> isOpen_;
-  std::stack<OpenContainer> open_;
+  ReadingProgress& progress_;
+  std::vector<bool> states_;  // for each offset, whether its object has been seen, and is open
+  std::vector<OpenContainer> open_;
   std::size_t end_ = 0;  // of the container that was opened last
   std::size_t uncheckedBytes_;
 };
 
 // All references of the top level have been checked.
 PropertyListString find(std::string_view key, const BinaryObjects& objects) {
-  const BinaryObject topLevel = *objects.object(objects.topLevel());
+  const BinaryObject topLevel = objects.object(objects.topLevel());
   if (topLevel.kind != BinaryObject::Kind::dictionary) return {Outcome::notADictionary, {}};
   PropertyListString sought{Outcome::missing, {}};
   const auto referenced = [&](std::size_t index) {
-    return *objects.object(*objects.offsetAt(topLevel.content + index * objects.referenceSize()));
+    return objects.object(objects.offsetAt(topLevel.content + index * objects.referenceSize()));
   };
   for (std::size_t entry = 0; entry < topLevel.count; ++entry) {
     const BinaryObject name = referenced(entry);
@@ -109,10 +112,10 @@ PropertyListString find(std::string_view key, const BinaryObjects& objects) {
   return sought;
 }
 
-bool areSound(const BinaryObjects& objects) {
+bool areSound(const BinaryObjects& objects, ReadingProgress& progress) {
   constexpr std::size_t maximum = std::numeric_limits<std::uint32_t>::max();
-  return objects.end() <= maximum ? ObjectChecker<std::uint32_t>(objects).check()
-                                  : ObjectChecker<std::uint64_t>(objects).check();
+  return objects.end() <= maximum ? ObjectChecker<std::uint32_t>(objects, progress).check()
+                                  : ObjectChecker<std::uint64_t>(objects, progress).check();
 }
 
 }  // namespace
@@ -121,7 +124,7 @@ std::optional<PropertyListString> binaryPropertyListString(std::string_view byte
                                                            std::string_view key,
                                                            ReadingProgress& progress) {
   BinaryObjects objects(bytes, progress);
-  if (!objects.readTrailer() || !areSound(objects)) return std::nullopt;
+  if (!objects.readTrailer() || !areSound(objects, progress)) return std::nullopt;
   return find(key, objects);
 }
 

@@ -8,6 +8,11 @@
 namespace velmora {
 namespace {
 
+// Characters are converted in pieces of about this many bytes.
+constexpr std::size_t atATime = 1024;
+
+constexpr std::string_view byteOrderMark = "\uFEFF";
+
 template <std::size_t size>
 char32_t unitAt(std::string_view bytes, std::size_t at, bool isBigEndian) {
   char32_t unit = 0;
@@ -27,19 +32,28 @@ void DecodedText::append(std::string_view bytes) {
 }
 
 void DecodedText::appendPiece(std::string_view bytes) {
+  const bool isLatin1 = encoding_ == StringEncoding::latin1;
   while (!bytes.empty() && isSound_) {
-    const std::size_t plain = begun_.empty() ? asciiLength(bytes) : 0;
-    keep(bytes.substr(0, plain));
-    bytes.remove_prefix(plain);
-    if (!bytes.empty()) bytes.remove_prefix(appendCharacter(bytes));
+    bytes.remove_prefix(isLatin1 ? appendLatin1(bytes) : appendUTF8(bytes));
   }
 }
 
-// Returns how many of `bytes` have become part of a character.
-std::size_t DecodedText::appendCharacter(std::string_view bytes) {
-  if (encoding_ == StringEncoding::latin1) {
-    append(char32_t{static_cast<unsigned char>(bytes.front())});
-    return 1;
+// This and the next return how many of `bytes` they have taken.
+std::size_t DecodedText::appendLatin1(std::string_view bytes) {
+  const std::size_t plain = asciiLength(bytes);
+  appendWhole(bytes.substr(0, plain));
+  std::string utf8;
+  const std::string_view others = bytes.substr(plain, atATime);
+  for (const char byte : others) appendScalar(utf8, static_cast<unsigned char>(byte));
+  appendWhole(utf8);
+  return plain + others.size();
+}
+
+std::size_t DecodedText::appendUTF8(std::string_view bytes) {
+  const std::size_t whole = begun_.empty() ? utf8Length(bytes) : 0;
+  if (whole > 0) {
+    appendWhole(bytes.substr(0, whole));
+    return whole;
   }
   const std::size_t before = begun_.size();
   begun_ += bytes.substr(0, 4 - before);
@@ -56,14 +70,20 @@ std::size_t DecodedText::appendCharacter(std::string_view bytes) {
 }
 
 void DecodedText::append(char32_t scalar) {
-  if (!isScalar(scalar) || !begun_.empty()) isSound_ = false;
+  if (!isScalar(scalar)) isSound_ = false;
   if (!isSound_) return;
   std::string utf8;
   appendScalar(utf8, scalar);
-  keep(utf8);
+  appendWhole(utf8);
 }
 
-void DecodedText::keep(std::string_view utf8) {
+void DecodedText::appendWhole(std::string_view utf8) {
+  // What stands behind half a character cannot be the other half.
+  if (!utf8.empty() && !begun_.empty()) isSound_ = false;
+  if (isMarkDropped_ && size_ == 0 && utf8.starts_with(byteOrderMark)) {
+    utf8.remove_prefix(byteOrderMark.size());
+    isMarkDropped_ = false;  // only one
+  }
   if (kept_ != nullptr) {
     if (kept_->size() < size_ + utf8.size()) kept_->resize(size_ + utf8.size());
     std::memmove(kept_->data() + size_, utf8.data(), utf8.size());
@@ -79,6 +99,7 @@ bool DecodedText::finish() {
 
 bool appendUTF16(std::string_view bytes, bool isBigEndian, DecodedText& text) {
   bool isWhole = true;
+  std::string utf8;
   for (std::size_t at = 0; at + 1 < bytes.size(); at += 2) {
     char32_t scalar = unitAt<2>(bytes, at, isBigEndian);
     if (isHighSurrogate(scalar) && at + 3 < bytes.size()) {
@@ -89,8 +110,13 @@ bool appendUTF16(std::string_view bytes, bool isBigEndian, DecodedText& text) {
       }
     }
     if (!isScalar(scalar)) isWhole = false;
-    text.append(isScalar(scalar) ? scalar : replacementCharacter);
+    appendScalar(utf8, isScalar(scalar) ? scalar : replacementCharacter);
+    if (utf8.size() >= atATime) {
+      text.appendWhole(utf8);
+      utf8.clear();
+    }
   }
+  text.appendWhole(utf8);
   return isWhole;
 }
 

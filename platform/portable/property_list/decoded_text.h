@@ -29,22 +29,30 @@ class DecodedText {
   // Appends a Unicode scalar value; one that is none makes the text unsound.
   void append(char32_t scalar);
 
+  // Appends whole characters in UTF-8, whatever the encoding.
+  void appendWhole(std::string_view utf8);
+
+  // A byte-order mark at the beginning gets lost, as in Apple's strings; before all else.
+  void dropByteOrderMark() { isMarkDropped_ = true; }
+
   // Ends the text, and cuts the string that keeps it to its length. False when it is not sound.
   bool finish();
 
   bool isSound() const { return isSound_; }
   std::size_t size() const { return size_; }
+  ReadingProgress& progress() const { return progress_; }
 
  private:
   void appendPiece(std::string_view bytes);
-  std::size_t appendCharacter(std::string_view bytes);
-  void keep(std::string_view utf8);
+  std::size_t appendLatin1(std::string_view bytes);
+  std::size_t appendUTF8(std::string_view bytes);
 
   ReadingProgress& progress_;
   const StringEncoding encoding_;
   std::string* const kept_;
   std::string begun_;  // the bytes of a character that is not yet whole
   bool isSound_ = true;
+  bool isMarkDropped_ = false;
   std::size_t size_ = 0;
 };
 

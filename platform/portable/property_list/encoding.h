@@ -5,10 +5,10 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "platform/portable/property_list/decoded_text.h"
 #include "platform/portable/property_list/reading_progress.h"
+#include "platform/property_list.h"
 
 namespace velmora {
 
@@ -27,36 +27,32 @@ class PropertyListText {
 
   std::string_view text() const { return isConverted_ ? std::string_view(converted_) : inFile_; }
   StringEncoding encoding() const { return encoding_; }
+  ReadingProgress& progress() const { return *progress_; }
 
-  // The string that `decode` makes of `part` of the text; nothing when it is larger than twice the
-  // file. Where the text had to be converted, the string takes its place, so that the file is never
-  // in memory as often as three times.
-  template <typename Decode>
-  std::optional<std::string> takeString(std::string_view part, ReadingProgress& progress,
-                                        Decode decode) && {
-    const auto decodePart = [&](DecodedText& decoded) { return decode(part, decoded); };
-    if (!isConverted_ || part.size() <= fileSize_ / 2) {
-      return decodedExactly(progress, encoding_, 2 * fileSize_, decodePart);
-    }
-    DecodedText decoded(progress, encoding_, &converted_);
-    if (!decodePart(decoded) || !decoded.finish()) return std::nullopt;
-    return std::move(converted_);
-  }
+  // Appends to `into` what a part of the text stands for; false when it is not sound.
+  using Decode = bool(std::string_view part, DecodedText& into);
+
+  // The string that `decode` makes of `part`; nothing when it is longer than `limit`.
+  std::optional<std::string> string(std::string_view part, std::size_t limit, Decode& decode) const;
+
+  // As the value that was found; no string when it is longer than twice the file. Where the text
+  // had to be converted, the string takes its place, so that the file is never in memory more than
+  // three times.
+  PropertyListString takeString(std::string_view part, Decode& decode) &&;
 
  private:
-  PropertyListText(std::string_view inFile, StringEncoding encoding)
-      : fileSize_(inFile.size()), inFile_(inFile), encoding_(encoding) {}
-  PropertyListText(std::string converted, std::size_t fileSize)
-      : fileSize_(fileSize), converted_(std::move(converted)), isConverted_(true) {}
+  PropertyListText(std::size_t fileSize, ReadingProgress& progress)
+      : fileSize_(fileSize), progress_(&progress) {}
 
   static std::optional<PropertyListText> convert(std::string_view bytes, std::size_t unitSize,
                                                  bool isBigEndian, ReadingProgress& progress);
 
   std::size_t fileSize_;
+  ReadingProgress* progress_;
+  StringEncoding encoding_ = StringEncoding::utf8;
   std::string_view inFile_;
   std::string converted_;
   bool isConverted_ = false;
-  StringEncoding encoding_ = StringEncoding::utf8;
 };
 
 }  // namespace velmora

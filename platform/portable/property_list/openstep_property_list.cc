@@ -1,5 +1,6 @@
 #include "platform/portable/property_list/openstep_property_list.h"
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -16,16 +17,25 @@ namespace {
 
 using Outcome = PropertyListString::Outcome;
 
-constexpr bool isSpace(char character) {
+constexpr auto isSpace = [](char character) {
   return character == ' ' || (character >= '\t' && character <= '\r');
-}
+};
 
-constexpr bool isDataSpace(char character) {
+constexpr auto isDataSpace = [](char character) {
   return isSpace(character) && character != '\v' && character != '\f';
-}
+};
 
 constexpr std::string_view lineSeparator = "\u2028";
 constexpr std::string_view paragraphSeparator = "\u2029";
+
+// What white space and comments begin with.
+constexpr auto mayBeSpace = [] {
+  std::array<bool, 256> table = {};
+  for (const char first : std::string_view(" \t\n\v\f\r/\xE2")) {
+    table[static_cast<unsigned char>(first)] = true;
+  }
+  return table;
+}();
 
 // The containers that are open stand on a stack of one byte each; a function that meets a fault
 // returns false, or nothing, and ends the reading.
@@ -33,8 +43,8 @@ class OpenStepReader {
  public:
   enum class Form { object, stringsFile };
 
-  OpenStepReader(PropertyListText& text, std::string_view key, Form form, ReadingProgress& progress)
-      : text_(text), key_(key), form_(form), progress_(progress), cursor_(text.text(), progress) {
+  OpenStepReader(PropertyListText& text, std::string_view key, Form form)
+      : text_(text), key_(key), form_(form), cursor_(text.text(), text.progress()) {
     if (form_ == Form::stringsFile) open(Level::dictionary, Place::key);
   }
 
@@ -56,11 +66,7 @@ class OpenStepReader {
   PropertyListString takeResult() {
     if (kind_ != Kind::dictionary) return {Outcome::notADictionary, {}};
     if (outcome_ != Outcome::found) return {outcome_, {}};
-    std::optional<std::string> string = std::move(text_).takeString(
-        sought_.bytes, progress_,
-        [&](std::string_view, DecodedText& text) { return decode(sought_, text); });
-    if (!string) return {Outcome::notAString, {}};
-    return {Outcome::found, *std::move(string)};
+    return std::move(text_).takeString(sought_.bytes, decodeOpenStepString);
   }
 
  private:
@@ -74,9 +80,7 @@ class OpenStepReader {
       case Place::value:
         return readValue();
       case Place::element:
-        if (cursor_.accept(")")) return close(Kind::other);
-        place_ = Place::value;
-        return true;
+        return cursor_.accept(')') ? close(Kind::other) : readValue();
       case Place::key:
         return readKeyOrEnd();
       case Place::behindValue:
@@ -88,41 +92,39 @@ class OpenStepReader {
   }
 
   bool readValue() {
-    if (cursor_.accept("{")) return open(Level::dictionary, Place::key);
-    if (cursor_.accept("(")) return open(Level::array, Place::element);
-    if (cursor_.accept("<")) return readData() && endValue(Kind::other, {});
-    const std::optional<OpenStepString> string = takeOpenStepString(cursor_);
-    return string && endValue(Kind::string, *string);
+    if (cursor_.accept('{')) return open(Level::dictionary, Place::key);
+    if (cursor_.accept('(')) return open(Level::array, Place::element);
+    if (cursor_.accept('<')) return readData() && endValue(Kind::other, {});
+    const OpenStepString string = takeOpenStepString(cursor_);
+    return string.kind != OpenStepString::Kind::none && endValue(Kind::string, string);
   }
 
   bool readKeyOrEnd() {
-    if (!isOpenStepString(cursor_)) {
-      if (form_ == Form::object || levels_.size() > 1)
-        return cursor_.accept("}") && close(Kind::dictionary);
+    if (form_ == Form::object || levels_.size() > 1) {
+      if (cursor_.accept('}')) return close(Kind::dictionary);
+    } else if (!isOpenStepString(cursor_)) {
       kind_ = Kind::dictionary;
       place_ = Place::end;
       return true;
     }
-    const std::optional<OpenStepString> string = takeOpenStepString(cursor_);
-    if (!string) return false;
-    if (levels_.size() == 1) isSought_ = isKey(*string);
+    const OpenStepString string = takeOpenStepString(cursor_);
+    if (string.kind == OpenStepString::Kind::none) return false;
+    if (levels_.size() == 1) isSought_ = isKey(string);
     skipSpace();
-    if (cursor_.accept("=")) {
-      place_ = Place::value;
-      return true;
-    }
     // A key alone stands for itself.
-    return cursor_.startsWith(";") && endValue(Kind::string, *string);
+    if (!cursor_.accept('=')) return cursor_.front() == ';' && endValue(Kind::string, string);
+    skipSpace();
+    return readValue();
   }
 
   bool readSeparator() {
     if (levels_.back() == Level::array) {
-      if (cursor_.accept(")")) return close(Kind::other);
+      if (cursor_.accept(')')) return close(Kind::other);
       place_ = Place::element;
-      return cursor_.accept(",");
+      return cursor_.accept(',');
     }
     place_ = Place::key;
-    return cursor_.accept(";");
+    return cursor_.accept(';');
   }
 
   bool open(Level level, Place place) {
@@ -152,19 +154,13 @@ class OpenStepReader {
   }
 
   bool isKey(const OpenStepString& string) {
-    if (string.isPlain) return string.bytes == key_;
-    return decodedExactly(progress_, text_.encoding(), key_.size(),
-                          [&](DecodedText& text) { return decode(string, text); }) == key_;
-  }
-
-  bool decode(const OpenStepString& string, DecodedText& text) {
-    decodeOpenStepString(string.bytes, progress_, text);
-    return true;
+    if (string.kind == OpenStepString::Kind::plain) return string.bytes == key_;
+    return text_.string(string.bytes, key_.size(), decodeOpenStepString) == key_;
   }
 
   // Pairs of digits with white space, but no comments, between the pairs.
   bool readData() {
-    while (!cursor_.accept(">")) {
+    while (!cursor_.accept('>')) {
       const std::string_view pair = cursor_.rest().substr(0, 2);
       if (pair.size() == 2 && hexadecimalValue(pair[0]) && hexadecimalValue(pair[1])) {
         cursor_.pass(2);
@@ -177,9 +173,13 @@ class OpenStepReader {
 
   // White space and comments. A comment that does not end reaches to the end of the text.
   void skipSpace() {
-    do {
-      cursor_.takeWhile(isSpace);
-    } while (acceptSeparator() || skipComment());
+    while (mayBeSpace[static_cast<unsigned char>(cursor_.front())]) {
+      if (isSpace(cursor_.front())) {
+        cursor_.pass(1);
+      } else if (!acceptSeparator() && !skipComment()) {
+        return;
+      }
+    }
   }
 
   bool skipComment() {
@@ -211,7 +211,6 @@ class OpenStepReader {
   PropertyListText& text_;
   const std::string_view key_;
   const Form form_;
-  ReadingProgress& progress_;
   CountingCursor cursor_;
   std::vector<Level> levels_;
   Place place_ = Place::value;
@@ -222,8 +221,8 @@ class OpenStepReader {
 };
 
 // Apple's reader looks at all of the text first.
-bool isWholeText(const PropertyListText& text, ReadingProgress& progress) {
-  DecodedText whole(progress, text.encoding());
+bool isWholeText(const PropertyListText& text) {
+  DecodedText whole(text.progress(), text.encoding());
   whole.append(text.text());
   return whole.finish();
 }
@@ -231,17 +230,16 @@ bool isWholeText(const PropertyListText& text, ReadingProgress& progress) {
 }  // namespace
 
 std::optional<PropertyListString> openStepPropertyListString(PropertyListText& text,
-                                                             std::string_view key,
-                                                             ReadingProgress& progress) {
+                                                             std::string_view key) {
   using Form = OpenStepReader::Form;
-  if (!isWholeText(text, progress)) return std::nullopt;
-  OpenStepReader object(text, key, Form::object, progress);
+  if (!isWholeText(text)) return std::nullopt;
+  OpenStepReader object(text, key, Form::object);
   if (object.isAtEndOfText()) return PropertyListString{Outcome::missing, {}};
   if (!object.read()) return std::nullopt;
   if (object.isAtEndOfText()) return object.takeResult();
   // A string with something behind it can only be the first key of a strings file.
   if (!object.isString()) return std::nullopt;
-  OpenStepReader stringsFile(text, key, Form::stringsFile, progress);
+  OpenStepReader stringsFile(text, key, Form::stringsFile);
   if (!stringsFile.read()) return std::nullopt;
   return stringsFile.takeResult();
 }

@@ -9,7 +9,6 @@
 #include <string_view>
 
 #include "platform/portable/property_list/encoding.h"
-#include "platform/portable/property_list/reading_progress.h"
 #include "platform/property_list.h"
 
 namespace velmora {
@@ -19,7 +18,6 @@ namespace velmora {
 // key begins; what follows is not looked at. Of a key that comes twice the last value counts. A
 // value found takes the place of `text`.
 std::optional<PropertyListString> openStepPropertyListString(PropertyListText& text,
-                                                             std::string_view key,
-                                                             ReadingProgress& progress);
+                                                             std::string_view key);
 
 }  // namespace velmora

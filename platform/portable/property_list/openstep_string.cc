@@ -36,12 +36,12 @@ constexpr auto unquoted = [] {
   return table;
 }();
 
-bool mayStandUnquoted(char character) {
+constexpr auto mayStandUnquoted = [](char character) {
   return unquoted[static_cast<unsigned char>(character)];
-}
+};
 
 bool isOctalDigit(const Cursor& cursor) {
-  return !cursor.isAtEnd() && cursor.rest().front() >= '0' && cursor.rest().front() <= '7';
+  return cursor.front() >= '0' && cursor.front() <= '7';
 }
 
 // Three digits at most, of which the lowest eight bits count.
@@ -57,8 +57,8 @@ char32_t readOctal(Cursor& cursor) {
 // Four digits at most; none at all mean U+0000.
 char32_t readUnit(Cursor& cursor) {
   char32_t value = 0;
-  for (int digits = 0; digits < 4 && !cursor.isAtEnd(); ++digits) {
-    const std::optional<unsigned> digit = hexadecimalValue(cursor.rest().front());
+  for (int digits = 0; digits < 4; ++digits) {
+    const std::optional<unsigned> digit = hexadecimalValue(cursor.front());
     if (!digit) break;
     value = value << 4 | *digit;
     cursor.take(1);
@@ -90,7 +90,7 @@ char32_t meaningOf(char escape) {
 // What stands behind a backslash. One that means nothing else is the character itself, which
 // is left in place if it is no ASCII; so a small "u" is not the escape that "U" is.
 void readEscape(Cursor& cursor, DecodedText& text) {
-  if (cursor.isAtEnd() || static_cast<unsigned char>(cursor.rest().front()) >= 0x80) return;
+  if (cursor.isAtEnd() || static_cast<unsigned char>(cursor.front()) >= 0x80) return;
   if (isOctalDigit(cursor)) {
     text.append(readOctal(cursor));
     return;
@@ -112,31 +112,29 @@ bool skipToQuote(CountingCursor& cursor, char quote) {
 }  // namespace
 
 bool isOpenStepString(const Cursor& cursor) {
-  if (cursor.isAtEnd()) return false;
-  const char first = cursor.rest().front();
-  return first == '"' || first == '\'' || mayStandUnquoted(first);
+  return cursor.front() == '"' || cursor.front() == '\'' || mayStandUnquoted(cursor.front());
 }
 
-std::optional<OpenStepString> takeOpenStepString(CountingCursor& cursor) {
-  if (!isOpenStepString(cursor)) return std::nullopt;
-  const char quote = cursor.rest().front();
-  if (mayStandUnquoted(quote)) return OpenStepString{cursor.takeWhile(mayStandUnquoted), true};
-  cursor.take(1);
+OpenStepString takeOpenStepString(CountingCursor& cursor) {
+  using Kind = OpenStepString::Kind;
+  const char quote = cursor.front();
+  if (mayStandUnquoted(quote)) return {cursor.takeWhile(mayStandUnquoted), Kind::plain};
+  if (!cursor.acceptAny("\"'")) return {};
   const std::string_view begin = cursor.rest();
   cursor.takeLength([quote](std::string_view piece) { return asciiLength(piece, quote, '\\'); });
-  const bool isPlain = cursor.rest().starts_with(quote);
-  if (!isPlain && !skipToQuote(cursor, quote)) return std::nullopt;
+  const bool isPlain = cursor.front() == quote;
+  if (!isPlain && !skipToQuote(cursor, quote)) return {};
   const std::string_view bytes = begin.substr(0, begin.size() - cursor.rest().size());
   cursor.take(1);
-  return OpenStepString{bytes, isPlain};
+  return {bytes, isPlain ? Kind::plain : Kind::encoded};
 }
 
-void decodeOpenStepString(std::string_view bytes, ReadingProgress& progress, DecodedText& text) {
-  CountingCursor cursor(bytes, progress);
+bool decodeOpenStepString(std::string_view bytes, DecodedText& into) {
+  CountingCursor cursor(bytes, into.progress());
   while (true) {
-    text.append(cursor.takeUntil('\\'));
-    if (!cursor.accept("\\")) return;
-    readEscape(cursor, text);
+    into.append(cursor.takeUntil('\\'));
+    if (!cursor.accept('\\')) return true;
+    readEscape(cursor, into);
   }
 }
 

@@ -1,7 +1,6 @@
 // The strings of OpenStep property lists.
 #pragma once
 
-#include <optional>
 #include <string_view>
 
 #include "platform/portable/property_list/decoded_text.h"
@@ -11,18 +10,20 @@ namespace velmora {
 
 // A string as it stands in the file, without its quotes.
 struct OpenStepString {
+  enum class Kind { none, plain, encoded };
+
   std::string_view bytes;
-  bool isPlain;  // it is ASCII and means itself
+  Kind kind = Kind::none;  // a plain one is ASCII and means itself
 };
 
 // Whether a string, quoted or not, stands at the front of `cursor`.
 bool isOpenStepString(const Cursor& cursor);
 
-// Takes the string at the front of `cursor`; nothing when there is none or it does not end.
-std::optional<OpenStepString> takeOpenStepString(CountingCursor& cursor);
+// Takes the string at the front of `cursor`; `none` when there is none or it does not end.
+OpenStepString takeOpenStepString(CountingCursor& cursor);
 
-// Appends what the string means to `text`. A surrogate that an escape makes without its partner
+// Appends what such bytes mean. A surrogate that an escape makes without its partner
 // becomes U+FFFD.
-void decodeOpenStepString(std::string_view bytes, ReadingProgress& progress, DecodedText& text);
+bool decodeOpenStepString(std::string_view bytes, DecodedText& into);
 
 }  // namespace velmora

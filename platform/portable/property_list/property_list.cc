@@ -17,8 +17,8 @@ PropertyListString propertyListString(std::string_view bytes, std::string_view k
   if (auto found = binaryPropertyListString(bytes, key, progress)) return *std::move(found);
   std::optional<PropertyListText> text = PropertyListText::of(bytes, progress);
   if (text) {
-    if (auto found = xmlPropertyListString(*text, key, progress)) return *std::move(found);
-    if (auto found = openStepPropertyListString(*text, key, progress)) return *std::move(found);
+    if (auto found = xmlPropertyListString(*text, key)) return *std::move(found);
+    if (auto found = openStepPropertyListString(*text, key)) return *std::move(found);
   }
   return {PropertyListString::Outcome::notAPropertyList, {}};
 }

@@ -37,6 +37,8 @@ class CountingCursor : public Cursor {
   CountingCursor(std::string_view bytes, ReadingProgress& progress)
       : Cursor(bytes), progress_(&progress) {}
 
+  ReadingProgress& progress() const { return *progress_; }
+
   // Takes `count` bytes, one step of a longer way.
   std::string_view pass(std::size_t count) {
     progress_->count(count);
@@ -72,7 +74,7 @@ class CountingCursor : public Cursor {
     for (std::size_t at = from; at < rest().size(); at += ReadingProgress::stride) {
       const std::string_view piece = rest().substr(at, ReadingProgress::stride + end.size() - 1);
       const std::size_t found = piece.find(end);
-      progress_->count(std::min(found, piece.size()));
+      progress_->count(std::min(found, piece.size()) + end.size());
       if (found == std::string_view::npos) continue;
       take(at + found + end.size());
       return true;

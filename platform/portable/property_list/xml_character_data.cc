@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <utility>
 
-#include "platform/portable/text/ascii.h"
 #include "platform/portable/text/hexadecimal.h"
 
 namespace velmora {
@@ -62,27 +61,17 @@ bool readPieces(CountingCursor& cursor, DecodedText& text) {
 
 }  // namespace
 
-std::optional<CharacterData> takeCharacterData(CountingCursor& cursor, StringEncoding encoding,
-                                               ReadingProgress& progress) {
-  const CountingCursor begin = cursor;
-  // Nearly every string is of this kind, and needs no second look.
-  const std::string_view plain =
-      cursor.takeLength([](std::string_view piece) { return asciiLength(piece, '<', '&'); });
-  if (cursor.startsWith("</")) return CharacterData{plain, true};
-  cursor = begin;
-  DecodedText measured(progress, encoding);
+std::optional<CharacterData> takeReferences(CountingCursor& cursor, StringEncoding encoding) {
+  const std::string_view begin = cursor.rest();
+  DecodedText measured(cursor.progress(), encoding);
   if (!readPieces(cursor, measured) || !measured.finish() || cursor.isAtEnd()) return std::nullopt;
-  return CharacterData{begin.rest().substr(0, begin.rest().size() - cursor.rest().size()), false};
+  return CharacterData{begin.substr(0, begin.size() - cursor.rest().size()), false};
 }
 
-bool decodeCharacterData(std::string_view bytes, ReadingProgress& progress, DecodedText& text) {
-  CountingCursor cursor(bytes, progress);
-  return readPieces(cursor, text);
-}
-
-void removeByteOrderMark(std::string& text) {
-  constexpr std::string_view byteOrderMark = "\uFEFF";
-  if (text.starts_with(byteOrderMark)) text.erase(0, byteOrderMark.size());
+bool decodeCharacterData(std::string_view bytes, DecodedText& into) {
+  CountingCursor cursor(bytes, into.progress());
+  into.dropByteOrderMark();
+  return readPieces(cursor, into);
 }
 
 }  // namespace velmora

@@ -8,7 +8,6 @@
 #include "platform/portable/property_list/nesting.h"
 #include "platform/portable/property_list/xml_character_data.h"
 #include "platform/portable/property_list/xml_values.h"
-#include "platform/portable/text/ascii.h"
 #include "platform/unreachable.h"
 
 namespace velmora {
@@ -16,17 +15,17 @@ namespace {
 
 using Outcome = PropertyListString::Outcome;
 
-constexpr bool isWhiteSpace(char character) {
+constexpr auto isWhiteSpace = [](char character) {
   return character == ' ' || character == '\t' || character == '\n' || character == '\r';
-}
+};
 
 // The elements that are open stand on a stack of one byte each; a function that meets a fault
 // returns false, or nothing, and ends the reading. Strings are checked where they lie, and only
 // the one that is sought is taken out, at the end.
 class XMLReader {
  public:
-  XMLReader(PropertyListText& text, std::string_view key, ReadingProgress& progress)
-      : text_(text), key_(key), progress_(progress), cursor_(text.text(), progress) {}
+  XMLReader(PropertyListText& text, std::string_view key)
+      : text_(text), key_(key), cursor_(text.text(), text.progress()) {}
 
   std::optional<PropertyListString> read() {
     while (!isComplete_) {
@@ -34,7 +33,7 @@ class XMLReader {
     }
     if (value_.kind != Kind::dictionary) return PropertyListString{Outcome::notADictionary, {}};
     if (sought_.outcome != Outcome::found) return PropertyListString{sought_.outcome, {}};
-    return takeSought();
+    return std::move(text_).takeString(sought_.string, decodeCharacterData);
   }
 
  private:
@@ -52,8 +51,8 @@ class XMLReader {
   // What may stand between values: white space, comments, instructions, and tags.
   bool readMarkup() {
     skipWhiteSpace();
-    if (!cursor_.accept("<")) return false;
-    if (cursor_.accept("/")) return closeLevel();
+    if (!cursor_.accept('<')) return false;
+    if (cursor_.accept('/')) return closeLevel();
     // Where Apple's reader begins to look for the end depends on where it stands: in an element
     // "<?>" is whole, and outside of every element "<!---->" is not.
     const bool isInside = !levels_.empty();
@@ -66,7 +65,7 @@ class XMLReader {
   // One with an internal subset is refused: no version of Apple's reader takes it.
   bool skipDocumentType() {
     cursor_.takeWhile([](char character) { return character != '[' && character != '>'; });
-    return cursor_.accept(">");
+    return cursor_.accept('>');
   }
 
   bool closeLevel() {
@@ -94,13 +93,13 @@ class XMLReader {
 
   // An opening tag; if it opens a scalar, all of it.
   bool readElement() {
-    std::string_view tag = cursor_.takeUntil('>');
-    if (tag.empty() || !cursor_.accept(">")) return false;
-    const bool isEmpty = tag.ends_with('/');
-    if (isEmpty) tag.remove_suffix(1);
-    const std::string_view name = CountingCursor(tag, progress_).takeWhile([](char character) {
-      return !isWhiteSpace(character);
-    });
+    std::string_view name = cursor_.takeWhile(
+        [](char character) { return character != '>' && !isWhiteSpace(character); });
+    // What is behind a blank is looked at no more than Apple's reader does: at its last character.
+    const bool isBare = cursor_.front() == '>';
+    const bool isEmpty = isBare ? name.ends_with('/') : cursor_.takeUntil('>').ends_with('/');
+    if (!cursor_.accept('>')) return false;
+    if (isBare && isEmpty) name.remove_suffix(1);
     if (!mayStandHere(name)) return false;
     if (name == "key" || name == "string") return readString(name, isEmpty);
     if (name == "plist") return !isEmpty && open(Level::emptyPlist);
@@ -132,7 +131,7 @@ class XMLReader {
   bool readString(std::string_view name, bool isEmpty) {
     value_ = {Kind::string, {{}, true}};
     if (isEmpty) return endValue();
-    const auto string = takeCharacterData(cursor_, text_.encoding(), progress_);
+    const auto string = takeCharacterData(cursor_, text_.encoding());
     if (!string || !readClosingTag(name)) return false;
     value_.string = *string;
     return endValue();
@@ -142,7 +141,7 @@ class XMLReader {
   bool isContentOf(std::string_view name) {
     if (name == "real") return isReal();
     const std::string_view bytes = cursor_.takeUntil('<');
-    const CountingCursor content(bytes, progress_);
+    const CountingCursor content(bytes, text_.progress());
     // As UTF-8, no character of Latin 1 would be one of the lone bytes that count as white space.
     if (name == "integer") {
       return isPropertyListInteger(content) &&
@@ -154,19 +153,12 @@ class XMLReader {
 
   bool isReal() {
     constexpr std::size_t maximumSize = 1 << 16;  // of one that has to be decoded
-    const auto characters = takeCharacterData(cursor_, text_.encoding(), progress_);
+    const auto characters = takeCharacterData(cursor_, text_.encoding());
     if (!characters) return false;
-    if (characters->isPlain) return isPropertyListReal({characters->bytes, progress_});
-    const std::optional<std::string> real = decoded(*characters, maximumSize);
-    return real && isPropertyListReal({*real, progress_});
-  }
-
-  std::optional<std::string> decoded(const CharacterData& characters, std::size_t limit) {
-    std::optional<std::string> text = decodedExactly(
-        progress_, text_.encoding(), limit,
-        [&](DecodedText& into) { return decodeCharacterData(characters.bytes, progress_, into); });
-    if (text) removeByteOrderMark(*text);
-    return text;
+    if (characters->isPlain) return isPropertyListReal({characters->bytes, text_.progress()});
+    const std::optional<std::string> real =
+        text_.string(characters->bytes, maximumSize, decodeCharacterData);
+    return real && isPropertyListReal({*real, text_.progress()});
   }
 
   bool readClosingTag(std::string_view name) { return cursor_.accept("</") && finishTag(name); }
@@ -174,7 +166,7 @@ class XMLReader {
   bool finishTag(std::string_view name) {
     if (!cursor_.accept(name)) return false;
     skipWhiteSpace();
-    return cursor_.accept(">");
+    return cursor_.accept('>');
   }
 
   bool endValue(Kind kind) {
@@ -203,9 +195,8 @@ class XMLReader {
   }
 
   bool isKey(const CharacterData& string) {
-    constexpr std::size_t byteOrderMark = 3;
     if (string.isPlain) return string.bytes == key_;
-    return decoded(string, key_.size() + byteOrderMark) == key_;
+    return text_.string(string.bytes, key_.size(), decodeCharacterData) == key_;
   }
 
   void noteSought() {
@@ -213,21 +204,10 @@ class XMLReader {
     sought_ = {isString ? Outcome::found : Outcome::notAString, value_.string.bytes};
   }
 
-  PropertyListString takeSought() {
-    std::optional<std::string> string = std::move(text_).takeString(
-        sought_.string, progress_, [&](std::string_view bytes, DecodedText& text) {
-          return decodeCharacterData(bytes, progress_, text);
-        });
-    if (!string) return {Outcome::notAString, {}};
-    removeByteOrderMark(*string);
-    return {Outcome::found, *std::move(string)};
-  }
-
   void skipWhiteSpace() { cursor_.takeWhile(isWhiteSpace); }
 
   PropertyListText& text_;
   const std::string_view key_;
-  ReadingProgress& progress_;
   CountingCursor cursor_;
   std::vector<Level> levels_;
   std::size_t openContainers_ = 0;
@@ -242,9 +222,8 @@ class XMLReader {
 }  // namespace
 
 std::optional<PropertyListString> xmlPropertyListString(PropertyListText& text,
-                                                        std::string_view key,
-                                                        ReadingProgress& progress) {
-  return XMLReader(text, key, progress).read();
+                                                        std::string_view key) {
+  return XMLReader(text, key).read();
 }
 
 }  // namespace velmora

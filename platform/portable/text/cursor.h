@@ -12,6 +12,8 @@ class Cursor {
 
   constexpr std::string_view rest() const { return rest_; }
   constexpr bool isAtEnd() const { return rest_.empty(); }
+  // The byte at the front; NUL at the end.
+  constexpr char front() const { return rest_.empty() ? '\0' : rest_.front(); }
   constexpr bool startsWith(std::string_view expected) const { return rest_.starts_with(expected); }
 
   // Takes `count` bytes; there must be so many.
@@ -25,6 +27,12 @@ class Cursor {
   constexpr bool accept(std::string_view expected) {
     if (!rest_.starts_with(expected)) return false;
     rest_.remove_prefix(expected.size());
+    return true;
+  }
+
+  constexpr bool accept(char expected) {
+    if (rest_.empty() || rest_.front() != expected) return false;
+    rest_.remove_prefix(1);
     return true;
   }
 

@@ -60,14 +60,19 @@ void appendScalar(std::string& text, char32_t scalar) {
   }
 }
 
-bool isUTF8(std::string_view bytes) noexcept {
+std::size_t utf8Length(std::string_view bytes) noexcept {
+  std::size_t length = 0;
   while (true) {
-    bytes.remove_prefix(asciiLength(bytes));
-    if (bytes.empty()) return true;
-    const Scalar scalar = firstScalar(bytes);
-    if (scalar.value == Scalar::none) return false;
-    bytes.remove_prefix(scalar.length);
+    length += asciiLength(bytes.substr(length));
+    if (length == bytes.size()) return length;
+    const Scalar scalar = firstScalar(bytes.substr(length));
+    if (scalar.value == Scalar::none) return length;
+    length += scalar.length;
   }
+}
+
+bool isUTF8(std::string_view bytes) noexcept {
+  return utf8Length(bytes) == bytes.size();
 }
 
 std::optional<std::string> decodeUTF8(std::string_view bytes) {
