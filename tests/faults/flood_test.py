@@ -96,9 +96,10 @@ class Flood(AttackTestCase):
         for client, beginning in zip(waiting, beginnings):
             client.send(beginning)
         authenticated, dripping = self.connect(), waiting[1]
+        # Its turn came after those of all the others, whose time begins with their turn.
+        admitted = time.monotonic()
         while waiting:
-            elapsed = time.monotonic() - began
-            self.assertLess(elapsed, AUTHENTICATION_SECONDS + 8)
+            self.assertLess(time.monotonic() - admitted, AUTHENTICATION_SECONDS + 8)
             with contextlib.suppress(ConnectionError):
                 dripping.send(b"A")
             for client in select.select(waiting, [], [], 0.1)[0]:
