@@ -12,7 +12,7 @@ text { font: 13px sans-serif; fill: #1f2328; }
 .goal { stroke: #cf222e; stroke-width: 2; } .line { stroke: #8b949e; }
 @media (prefers-color-scheme: dark) { text { fill: #e6edf3; } .goal { stroke: #ff7b72; } }
 </style>"""
-LEFT, WIDTH, RIGHT, STEP, TOP = 300, 420, 120, 24, 48
+LEFT, WIDTH, RIGHT, STEP, TOP = 320, 420, 100, 24, 48
 
 
 def text(x, y, content, anchor="start", kind=""):

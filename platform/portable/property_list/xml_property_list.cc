@@ -1,6 +1,8 @@
 #include "platform/portable/property_list/xml_property_list.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,6 +16,13 @@ namespace velmora {
 namespace {
 
 using Outcome = PropertyListString::Outcome;
+
+// As numbers: the library's own comparison is a call for each word, and most of the time went
+// there.
+template <std::size_t Size>
+bool is(std::string_view name, const char (&word)[Size]) {
+  return name.size() == Size - 1 && std::memcmp(name.data(), word, Size - 1) == 0;
+}
 
 constexpr auto isWhiteSpace = [](char character) {
   return character == ' ' || character == '\t' || character == '\n' || character == '\r';
@@ -101,11 +110,11 @@ class XMLReader {
     if (!cursor_.accept('>')) return false;
     if (isBare && isEmpty) name.remove_suffix(1);
     if (!mayStandHere(name)) return false;
-    if (name == "key" || name == "string") return readString(name, isEmpty);
-    if (name == "plist") return !isEmpty && open(Level::emptyPlist);
-    if (name == "array") return isEmpty ? endValue(Kind::other) : open(Level::array);
-    if (name == "dict") return isEmpty ? endValue(Kind::dictionary) : open(Level::dictionaryKey);
-    if (name == "true" || name == "false") {
+    if (is(name, "key") || is(name, "string")) return readString(name, isEmpty);
+    if (is(name, "plist")) return !isEmpty && open(Level::emptyPlist);
+    if (is(name, "array")) return isEmpty ? endValue(Kind::other) : open(Level::array);
+    if (is(name, "dict")) return isEmpty ? endValue(Kind::dictionary) : open(Level::dictionaryKey);
+    if (is(name, "true") || is(name, "false")) {
       return (isEmpty || readClosingTag(name)) && endValue(Kind::other);
     }
     return !isEmpty && isContentOf(name) && readClosingTag(name) && endValue(Kind::other);
@@ -113,7 +122,7 @@ class XMLReader {
 
   bool mayStandHere(std::string_view name) const {
     if (levels_.empty()) return true;
-    if (levels_.back() == Level::dictionaryKey) return name == "key";
+    if (levels_.back() == Level::dictionaryKey) return is(name, "key");
     return levels_.back() != Level::fullPlist;
   }
 
@@ -139,16 +148,16 @@ class XMLReader {
 
   // Takes what stands between tags where neither text nor elements do.
   bool isContentOf(std::string_view name) {
-    if (name == "real") return isReal();
+    if (is(name, "real")) return isReal();
     const std::string_view bytes = cursor_.takeUntil('<');
     const CountingCursor content(bytes, text_.progress());
     // As UTF-8, no character of Latin 1 would be one of the lone bytes that count as white space.
-    if (name == "integer") {
+    if (is(name, "integer")) {
       return isPropertyListInteger(content) &&
              (text_.encoding() == StringEncoding::utf8 || isPropertyListData(content));
     }
-    return (name == "date" && isPropertyListDate(content)) ||
-           (name == "data" && isPropertyListData(content));
+    return (is(name, "date") && isPropertyListDate(content)) ||
+           (is(name, "data") && isPropertyListData(content));
   }
 
   bool isReal() {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <string_view>
 
 namespace velmora {
@@ -15,6 +16,11 @@ class Cursor {
   // The byte at the front; NUL at the end.
   constexpr char front() const { return rest_.empty() ? '\0' : rest_.front(); }
   constexpr bool startsWith(std::string_view expected) const { return rest_.starts_with(expected); }
+  // The same of a literal, whose bytes are compared as numbers.
+  template <std::size_t Size>
+  bool startsWith(const char (&expected)[Size]) const {
+    return rest_.size() >= Size - 1 && std::memcmp(rest_.data(), expected, Size - 1) == 0;
+  }
 
   // Takes `count` bytes; there must be so many.
   constexpr std::string_view take(std::size_t count) {
@@ -27,6 +33,13 @@ class Cursor {
   constexpr bool accept(std::string_view expected) {
     if (!rest_.starts_with(expected)) return false;
     rest_.remove_prefix(expected.size());
+    return true;
+  }
+
+  template <std::size_t Size>
+  bool accept(const char (&expected)[Size]) {
+    if (!startsWith(expected)) return false;
+    rest_.remove_prefix(Size - 1);
     return true;
   }
 
