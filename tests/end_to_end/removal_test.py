@@ -98,7 +98,7 @@ class Removal(ItemTestCase):
                  self.item("text", contents=b'{ Label = "%s.text"; Hours = (1, 2); }' %
                            self._testMethodName.encode()),
                  self.item("sparse", contents=plistlib.dumps(
-                     {"Label": self._testMethodName + ".sparse"}) + bytes(8 << 20) + b"end")]
+                     {"Label": self._testMethodName + ".sparse"}) + bytes(8 << 20) + b"middle" + bytes(8 << 20))]
         self.new_calls()
         before, folders = time.time(), len(list(ARCHIVE.glob("*")))
         keys = [item.key for item in items]
@@ -251,6 +251,15 @@ class Removal(ItemTestCase):
             self.assertEqual(remove(item.key), (False, b"", MISSING.format(item.label)))
         finally:
             subprocess.run(["umount", "/proc/meminfo"], check=True)
+        with Client() as client:
+            limit = resource.prlimit(self.helper, resource.RLIMIT_AS)
+            pages = int(Path(f"/proc/{self.helper}/statm").read_text().split()[0])
+            if not SANITIZED:
+                resource.prlimit(self.helper, resource.RLIMIT_AS,
+                                 (pages * resource.getpagesize() + (8 << 20), limit[1]))
+            absent = client.remove("userAgent|a")
+            resource.prlimit(self.helper, resource.RLIMIT_AS, limit)
+        self.assertEqual(absent, (False, b"", MISSING.format("a")))
         before = resource.prlimit(self.helper, resource.RLIMIT_FSIZE)
         resource.prlimit(self.helper, resource.RLIMIT_FSIZE, (8 << 20, before[1]))
         self.addCleanup(resource.prlimit, self.helper, resource.RLIMIT_FSIZE, before)

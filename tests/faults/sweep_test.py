@@ -51,7 +51,12 @@ class Sweep(unittest.TestCase):
         self.helper = AttackedHelper()
         self.addCleanup(self.helper.stop)
 
-    def sweep(self, scenario, faults, examine=lambda *_: ()):
+    def examine(self, _, attack, __):
+        disk = Disk()
+        disk.follow(attack.records)
+        return disk.problems
+
+    def sweep(self, scenario, faults):
         """The request once with each of the faults that the scenario's `faults` names."""
         began = time.monotonic()
         for _ in range(2):  # what is made once for the process is made by the first
@@ -62,7 +67,7 @@ class Sweep(unittest.TestCase):
         for fault in faults(scenario):
             attack = self.helper.attack(scenario, fault)
             struck += attack.fired > 0
-            problems = [*attack.problems, *examine(scenario, attack, fault)]
+            problems = [*attack.problems, *self.examine(scenario, attack, fault)]
             if not attack.fired and fault.may_miss(attack):
                 beyond += 1
             elif not attack.fired:
@@ -87,7 +92,7 @@ class FaultSweep(Sweep):
 
 
 class CrashSweep(Sweep):
-    def resume(self, scenario, attack, fault):
+    def examine(self, scenario, attack, fault):
         """What the next helper makes of the same request, and where a power cut leads then."""
         CALLS.write_bytes(b"")
         disk = Disk()
@@ -103,7 +108,7 @@ class CrashSweep(Sweep):
     def test_end_at_any_moment_loses_something_or_stops_the_next_request(self):
         for scenario in (Removal, Operation):
             with self.subTest(scenario.__name__):
-                self.sweep(scenario(), scenario.kills, self.resume)
+                self.sweep(scenario(), scenario.kills)
 
 
 if __name__ == "__main__":

@@ -8,16 +8,18 @@ namespace velmora {
 namespace {
 
 TEST(ArchiveMetadata, doesNotReadBackWhatItHasWritten) {
-  const ArchiveMetadata written{"j\u00F6b", "userAgent|j\u00F6b", "/a/j\u00F6b.plist", 4294967295,
-                                817248674.68037987};
-  const std::string json = encodeArchiveMetadata(written);
-  const ArchiveMetadata read = decodeArchiveMetadata("{\"more\":[]," + json.substr(1));
-  EXPECT_EQ(read.label, written.label);
-  EXPECT_EQ(read.token, written.token);
-  EXPECT_EQ(read.originalPath, written.originalPath);
-  EXPECT_EQ(read.clientUserIdentifier, written.clientUserIdentifier);
-  EXPECT_EQ(read.removedAt, written.removedAt);
-
+  std::string json;
+  for (const double removedAt : {817248674.68037987, 817248674.0}) {
+    const ArchiveMetadata written{"j\u00F6b", "userAgent|j\u00F6b", "/a/j\u00F6b.plist", 4294967295,
+                                  removedAt};
+    json = encodeArchiveMetadata(written);
+    const ArchiveMetadata read = decodeArchiveMetadata("{\"more\":[]," + json.substr(1));
+    EXPECT_EQ(read.label, written.label);
+    EXPECT_EQ(read.token, written.token);
+    EXPECT_EQ(read.originalPath, written.originalPath);
+    EXPECT_EQ(read.clientUserIdentifier, written.clientUserIdentifier);
+    EXPECT_EQ(read.removedAt, written.removedAt);
+  }
   std::string incomplete = json;
   incomplete.replace(json.find("token"), 5, "taken");
   std::string mistyped = json;

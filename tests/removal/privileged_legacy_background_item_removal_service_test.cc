@@ -1,6 +1,7 @@
 // What no client can bring about; all else about a request is shown by end_to_end_removal.
 #include "removal/privileged_legacy_background_item_removal_service.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -44,6 +45,17 @@ TEST_F(RemovalService, touchesItemAfterCancellation) {
   const std::atomic<bool> isCancelled = true;
   EXPECT_THROW(service.removeItems({"userAgent|job"}, &isCancelled), CancellationError);
   EXPECT_TRUE(std::filesystem::exists(file));
+}
+
+TEST_F(RemovalService, takesFileThatGrowsOrShrinksWhileItIsRead) {
+  const Location location = service.resolveLocations().front();
+  const FileDescriptor folder(::open(location.directory.c_str(), O_RDONLY | O_CLOEXEC));
+  for (const char* later : {"{ Label = job; } ", "{ Label = jo; }"}) {
+    root.write("job.plist", "{ Label = job; }");
+    const CandidateReading reading =
+        readCandidate(folder, "job.plist", location, [&] { root.write("job.plist", later); });
+    EXPECT_TRUE(std::holds_alternative<RefusedFile>(reading)) << later;
+  }
 }
 
 TEST_F(RemovalService, searchesOnAfterTheDeadlineOrStartsItsTimeLate) {

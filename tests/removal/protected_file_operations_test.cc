@@ -73,13 +73,16 @@ TEST_F(ProtectedFileOperations, deletesInFolderThatTookThePlaceOfTheOneLookedAt)
   EXPECT_TRUE(openDirectoryNoFollow(root / "aside/").isOpen());
 }
 
+constexpr double budgetSeconds = 60;
+
 // launchctl, for which every job is loaded, unless it cannot be asked.
 class Launchctl final : public HelperCommandRunning {
  public:
   Launchctl(std::string& verbs, bool raises) : verbs_(verbs), raises_(raises) {}
   HelperCommandResult run(const std::string& /*executablePath*/,
                           const std::vector<std::string>& arguments,
-                          double /*timeoutSeconds*/) const override {
+                          double timeoutSeconds) const override {
+    EXPECT_LE(timeoutSeconds, budgetSeconds);
     verbs_ += arguments.at(0) + " ";
     if (raises_) throw HelperCommandError::diagnosticUnavailable();
     return {0, true, ""};
@@ -104,7 +107,8 @@ TEST_F(ProtectedFileOperations, throwsAwayTheOnlyCopyOfFileWhoseDeletionReportsA
     beforeDeletion = [=] { return isGone ? Deletion::failsDone : Deletion::failsUndone; };
     std::string verbs;
     try {
-      removeCandidate(candidate, archive, Deadline::never(), 501, Launchctl(verbs, false));
+      removeCandidate(candidate, archive, Deadline::after(budgetSeconds), 501,
+                      Launchctl(verbs, false));
       ADD_FAILURE() << "no error";
     } catch (const LegacyBackgroundItemRemovalError& error) {
       EXPECT_EQ(error.errorDescription(),
@@ -118,9 +122,9 @@ TEST_F(ProtectedFileOperations, throwsAwayTheOnlyCopyOfFileWhoseDeletionReportsA
 TEST_F(ProtectedFileOperations, takesProbeThatCouldNotBeMadeForJobThatIsNotLoaded) {
   makeItem();
   std::string verbs;
-  EXPECT_THROW(
-      removeCandidate(candidate, root / "", Deadline::never(), 501, Launchctl(verbs, true)),
-      HelperCommandError);
+  EXPECT_THROW(removeCandidate(candidate, root / "", Deadline::after(budgetSeconds), 501,
+                               Launchctl(verbs, true)),
+               HelperCommandError);
   EXPECT_EQ(verbs, "print ");
   EXPECT_TRUE(std::filesystem::exists(candidate.url));
 }
