@@ -37,7 +37,10 @@ class Disk:
             elif call == "fsync":
                 self.loose -= {(what, of) for what, of in self.loose
                                if path == (of if what == "content" else os.path.dirname(of))}
+            elif call == "unlink":
+                self.loose -= {("content", path), ("name", path)}
             elif call == "unlinkat":  # not before its archive, and the way there, is safe
+                self.loose.add(("name", path))
                 self.problems += [f"{path} is deleted before the {what} of {of} is safe"
                                   for what, of in sorted(self.loose)
                                   if of.startswith(self.folder) or self.folder.startswith(of + "/")]
@@ -62,6 +65,9 @@ class Sweep(unittest.TestCase):
         for _ in range(2):  # what is made once for the process is made by the first
             attack = self.helper.attack(scenario)
             self.assertEqual(attack.problems, [])
+        disk = Disk()
+        disk.follow(attack.records)
+        self.assertEqual(disk.loose, set(), "what is done is not brought to the disk")
         scenario.learn(attack)
         struck, beyond, found = 0, 0, []
         for fault in faults(scenario):

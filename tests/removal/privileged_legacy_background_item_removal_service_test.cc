@@ -62,7 +62,8 @@ TEST_F(RemovalService, searchesOnAfterTheDeadlineOrStartsItsTimeLate) {
   for (int number = 0; number < 100; ++number) root.write(std::to_string(number) + ".plist", "");
   root.write("large.plist", "{ Label = large; } /*" + std::string(8 << 20, ' ') + "*/");
   looks = 0, looksBeforeTheEnd = 1000;
-  (void)discoverCandidates(service.resolveLocations(), {}, Deadline(1e5));
+  const auto found = discoverCandidates(service.resolveLocations(), {}, Deadline(1e5));
+  EXPECT_TRUE(found.candidatesByKey.empty()) << "kept although nobody has asked for it";
   const int all = looks;
   EXPECT_GT(all, 3 * 100 + 8) << "for each name, each file, and each mebibyte read";
   // The first look begins the time.

@@ -55,8 +55,8 @@ TEST(RemovalRequest, countsEntriesThatAreTheSame) {
 
 TEST(LaunchdLabel, allowsProtectedOrUnspeakableLabels) {
   const std::string letters(255, 'x');
-  for (const std::string& label : {letters, "a_b-c.D9\u00E9"s, "com.applex"s, "org.com.apple.x"s,
-                                   "com.velmorax.y"s}) {
+  for (const std::string& label :
+       {letters, "a_b-c.D9\u00E9"s, "com.applex"s, "org.com.apple.x"s, "com.velmorax.y"s}) {
     EXPECT_TRUE(isAllowedLabel(label)) << label;
   }
   for (const std::string& label :
