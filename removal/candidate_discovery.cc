@@ -44,7 +44,7 @@ std::string namesOfPropertyLists(const FileDescriptor& directory,
 }
 
 // Keeps a candidate that is the first of its key; any other one makes the key ambiguous.
-void keep(CandidateDiscovery& discovery, const std::string& key, Candidate candidate) {
+void keep(CandidateDiscovery& discovery, const std::string& key, Candidate&& candidate) {
   const bool isFirst = discovery.candidatesByKey.try_emplace(key, std::move(candidate)).second;
   if (!isFirst) discovery.ambiguousKeys.insert(key);
 }
