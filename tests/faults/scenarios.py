@@ -55,12 +55,12 @@ class Attacked:
 
     def faults(self):
         for call, count in sorted(self.counts.items()):
-            for ordinal in self.some(count):
-                errors = ERRORS[call]
-                for error in errors if FULL else [errors[ordinal % len(errors)]]:
-                    yield Fault((call,), ordinal, FAIL, error)
-                if call in SHORT:
-                    yield Fault((call,), ordinal, SHORTEN)
+            errors = ERRORS[call]
+            for number in self.some(count if FULL else max(count, len(errors))):
+                for error in errors if FULL else [errors[number % len(errors)]]:
+                    yield Fault((call,), number % count + 1, FAIL, error)
+            for ordinal in self.some(count) if call in SHORT else ():
+                yield Fault((call,), ordinal, SHORTEN)
         for calls, error in SCARCE:
             for ordinal in self.some(sum(self.counts[call] for call in calls)):
                 yield Fault(calls, ordinal, FAIL, error, True)
