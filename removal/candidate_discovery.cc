@@ -43,14 +43,10 @@ std::string namesOfPropertyLists(const FileDescriptor& directory,
   return names;
 }
 
-// Keeps a candidate that is the first of its key; any second one makes the key ambiguous for good.
-void keep(CandidateDiscovery& discovery, std::string key, Candidate candidate) {
-  if (discovery.ambiguousKeys.contains(key)) return;
-  if (discovery.candidatesByKey.erase(key) > 0) {
-    discovery.ambiguousKeys.insert(std::move(key));
-  } else {
-    discovery.candidatesByKey.emplace(std::move(key), std::move(candidate));
-  }
+// Keeps a candidate that is the first of its key; any other one makes the key ambiguous.
+void keep(CandidateDiscovery& discovery, const std::string& key, Candidate&& candidate) {
+  const bool isFirst = discovery.candidatesByKey.try_emplace(key, std::move(candidate)).second;
+  if (!isFirst) discovery.ambiguousKeys.insert(key);
 }
 
 }  // namespace
@@ -62,8 +58,8 @@ CandidateDiscovery discoverCandidates(const std::vector<Location>& locations,
   const FileVisitor keepRequested = [&](std::string_view /*name*/, CandidateReading reading) {
     auto* candidate = std::get_if<Candidate>(&reading);
     if (candidate == nullptr) return;
-    std::string key = discoveryKey(candidate->kind, candidate->label);
-    if (requestedKeys.contains(key)) keep(discovery, std::move(key), std::move(*candidate));
+    const std::string key = discoveryKey(candidate->kind, candidate->label);
+    if (requestedKeys.contains(key)) keep(discovery, key, std::move(*candidate));
   };
   for (const Location& location : locations) {
     try {

@@ -17,7 +17,7 @@ namespace velmora {
 
 // All by discoveryKey.
 struct CandidateDiscovery {
-  std::unordered_map<std::string, Candidate> candidatesByKey;
+  std::unordered_map<std::string, Candidate> candidatesByKey;  // the first of each
   std::unordered_set<std::string> ambiguousKeys;  // claimed by more than one acceptable file
 };
 

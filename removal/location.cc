@@ -24,7 +24,7 @@ std::optional<std::string> homeDirectoryOf(uid_t user) {
     passwd* found = nullptr;
     const int code = ::getpwuid_r(user, &record, storage.data(), storage.size(), &found);
     if (code == ERANGE || code == EINTR) continue;
-    if (code != 0 || found == nullptr || found->pw_dir == nullptr) return std::nullopt;
+    if (found == nullptr || found->pw_dir == nullptr) return std::nullopt;
     return found->pw_dir;
   }
   return std::nullopt;

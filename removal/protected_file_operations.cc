@@ -74,8 +74,7 @@ void removeCandidateFile(const Candidate& candidate) {
   const std::string name = path.filename();
   const FileDescriptor directory = openDirectoryNoFollow(parent);
   const FileDescriptor file(::openat(directory.get(), name.c_str(), fileFlags));
-  if (!file.isOpen() || !isRegularFileOwnedBy(file, candidate.expectedOwner) ||
-      !holdsExactly(file, candidate.data)) {
+  if (!isRegularFileOwnedBy(file, candidate.expectedOwner) || !holdsExactly(file, candidate.data)) {
     throw LegacyBackgroundItemRemovalError::itemChanged(candidate.label);
   }
   // The one window that is left: whoever may write in this folder can put another file under the

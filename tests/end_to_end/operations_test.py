@@ -77,13 +77,6 @@ class Operations(StageTestCase):
                       b"SUBSYSTEM=" + SERVICE.encode(), b"CATEGORY=Maintenance"):
             self.assertIn(field + b"\n", entry)
 
-    def test_runs_second_tool_after_the_first_has_failed(self):
-        self.control("dscacheutil", "exit=1")
-        with Client() as client:
-            self.assertEqual(client.call("flushDNSCacheWithReply"),
-                             (False, "dscacheutil exited with status 1"))
-        self.assertEqual(self.new_calls(), ["/usr/bin/dscacheutil -flushcache"])
-
     def test_tells_tool_of_the_helper_s_socket(self):
         seen = Path("/stage/seen")
         self.control("purge", f"run=tr '\\0' '\\n' </proc/$PPID/environ >{seen}")

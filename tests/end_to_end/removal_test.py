@@ -98,7 +98,7 @@ class Removal(ItemTestCase):
                  self.item("text", contents=b'{ Label = "%s.text"; Hours = (1, 2); }' %
                            self._testMethodName.encode()),
                  self.item("sparse", contents=plistlib.dumps(
-                     {"Label": self._testMethodName + ".sparse"}) + bytes(8 << 20) + b"end")]
+                     {"Label": self._testMethodName + ".sparse"}) + bytes(8 << 20) + b"middle" + bytes(8 << 20))]
         self.new_calls()
         before, folders = time.time(), len(list(ARCHIVE.glob("*")))
         keys = [item.key for item in items]
@@ -243,7 +243,7 @@ class Removal(ItemTestCase):
 
     def test_removes_what_it_has_no_memory_or_room_for(self):
         item = self.item("item", contents=plistlib.dumps(
-            {"Label": self._testMethodName + ".item", "Program": "x" * (12 << 20)}))
+            {"Label": self._testMethodName + ".item", "Program": "x" * (3 << 20)}))
         shortage = Path("/stage/meminfo")
         shortage.write_text("MemTotal: 30000000 kB\nMemAvailable:     100000 kB\n")
         subprocess.run(["mount", "--bind", shortage, "/proc/meminfo"], check=True)
@@ -251,8 +251,17 @@ class Removal(ItemTestCase):
             self.assertEqual(remove(item.key), (False, b"", MISSING.format(item.label)))
         finally:
             subprocess.run(["umount", "/proc/meminfo"], check=True)
+        with Client() as client:
+            limit = resource.prlimit(self.helper, resource.RLIMIT_AS)
+            pages = int(Path(f"/proc/{self.helper}/statm").read_text().split()[0])
+            if not SANITIZED:
+                resource.prlimit(self.helper, resource.RLIMIT_AS,
+                                 (pages * resource.getpagesize() + (2 << 20), limit[1]))
+            absent = client.remove("userAgent|a")
+            resource.prlimit(self.helper, resource.RLIMIT_AS, limit)
+        self.assertEqual(absent, (False, b"", MISSING.format("a")))
         before = resource.prlimit(self.helper, resource.RLIMIT_FSIZE)
-        resource.prlimit(self.helper, resource.RLIMIT_FSIZE, (8 << 20, before[1]))
+        resource.prlimit(self.helper, resource.RLIMIT_FSIZE, (2 << 20, before[1]))
         self.addCleanup(resource.prlimit, self.helper, resource.RLIMIT_FSIZE, before)
         self.assertRegex(remove(item.key)[2], "^Could not write .*: File too large\\.$")
         self.assert_kept(item)

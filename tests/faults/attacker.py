@@ -49,6 +49,9 @@ ERRORS = {call: names.split() for call, names in {
     "accept4": "EMFILE ENFILE ENOMEM ENOBUFS ECONNABORTED EINTR EAGAIN EPERM",
     "poll": "ENOMEM EINTR", "ppoll": "EINTR ENOMEM", "recvmsg": "ECONNRESET EAGAIN EINTR ENOMEM",
     "sendmsg": "EPIPE EAGAIN EINTR ENOBUFS"}.items()}
+# After which a request must not go on, and what is no failure to it when it is interrupted.
+BINDING = ("close_range", "fchmod", "fchown", "ftruncate")
+REPEATED = ("pread", "pwrite", "fsync", "waitid", "waitpid", "getpwuid_r")
 SHORT = ("read", "pread", "write", "pwrite")
 # What happens although the call reports a failure.
 DONE_ALL_THE_SAME = {("waitpid", "ECHILD"), ("unlinkat", "ENOENT"),

@@ -7,6 +7,7 @@ and the next request is served.
 import errno
 import json
 import os
+import plistlib
 import re
 import shutil
 import stat
@@ -14,7 +15,8 @@ from collections import Counter
 from pathlib import Path
 
 from attack_support import FULL
-from attacker import ADDRESS, ERRORS, FAIL, KILL, NONE, SCARCE, SHORT, SHORTEN, Fault
+from attacker import (ADDRESS, BINDING, ERRORS, FAIL, KILL, NONE, REPEATED, SCARCE, SHORT, SHORTEN,
+                      Fault)
 from removal_test import ARCHIVE, CHANGED, FOLDERS, UNSAFE, Item
 from stage_support import CONTROL as TOOL_CONTROL
 from stage_support import Client
@@ -29,6 +31,7 @@ class Attacked:
 
     from_the_knock = False
     first_step = None  # the call with which the work itself begins
+    binding = BINDING
     messages = []      # what the reply may say of a failure, beside the system's own reason
 
     def prepare(self):
@@ -36,7 +39,8 @@ class Attacked:
 
     def learn(self, attack):
         """From a run without a fault."""
-        self.allocations, self.records = attack.allocations, attack.records
+        self.allocations, self.records, self.reply = attack.allocations, attack.records, attack.reply
+        self.undo = len(self.records)
         calls = [record.call for record in self.records]
         self.counts = Counter(calls)
         self.begins = calls.index(self.first_step)
@@ -51,12 +55,12 @@ class Attacked:
 
     def faults(self):
         for call, count in sorted(self.counts.items()):
-            for ordinal in self.some(count):
-                errors = ERRORS[call]
-                for error in errors if FULL else [errors[ordinal % len(errors)]]:
-                    yield Fault((call,), ordinal, FAIL, error)
-                if call in SHORT:
-                    yield Fault((call,), ordinal, SHORTEN)
+            errors = ERRORS[call]
+            for number in self.some(count if FULL else max(count, len(errors))):
+                for error in errors if FULL else [errors[number % len(errors)]]:
+                    yield Fault((call,), number % count + 1, FAIL, error)
+            for ordinal in self.some(count) if call in SHORT else ():
+                yield Fault((call,), ordinal, SHORTEN)
         for calls, error in SCARCE:
             for ordinal in self.some(sum(self.counts[call] for call in calls)):
                 yield Fault(calls, ordinal, FAIL, error, True)
@@ -100,6 +104,16 @@ class Attacked:
                 yield "no reply"
         elif reply[0] and not self.is_done() or not reply[0] and not self.is_true(reply[-1], fault):
             yield f"untrue: {reply}"
+        elif self.is_no_failure(fault):
+            if reply != self.reply:
+                yield f"given up: {reply}"
+        elif fault.action == FAIL and fault.calls[0] in self.binding and \
+                self.position(fault) < self.undo and reply == self.reply:
+            yield "passed over"
+
+    @staticmethod
+    def is_no_failure(fault):
+        return fault.action == SHORTEN or fault.error == "EINTR" and fault.calls[0] in REPEATED
 
     def is_true(self, text, fault):
         reason = re.escape(os.strerror(getattr(errno, fault.error or "EIO")))
@@ -115,6 +129,8 @@ class Attacked:
 
 class Operation(Attacked):
     first_step = "getrandom"
+    # Of a removal's probe it means that the job is not loaded.
+    binding = (*BINDING, "waitpid")
 
     def request(self, client):
         return client.call("flushDNSCacheWithReply")
@@ -133,7 +149,8 @@ class Removal(Attacked):
     def prepare(self):
         super().prepare()
         shutil.rmtree(ARCHIVE.parent, ignore_errors=True)
-        first, _, last = self.items = [Item("attacked.agent"), Item(
+        contents = plistlib.dumps({"Label": "attacked.agent"}) + bytes(8192)
+        first, _, last = self.items = [Item("attacked.agent", contents=contents), Item(
             "attacked.daemon", "systemDaemon", loaded=False), Item("attacked.last")]
         (TOOL_CONTROL / "launchctl.bootout").write_text(
             f"run=[ -e '{first.job}' ] || echo >>'{last.path}'\n")

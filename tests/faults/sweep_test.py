@@ -37,7 +37,10 @@ class Disk:
             elif call == "fsync":
                 self.loose -= {(what, of) for what, of in self.loose
                                if path == (of if what == "content" else os.path.dirname(of))}
+            elif call == "unlink":
+                self.loose -= {("content", path), ("name", path)}
             elif call == "unlinkat":  # not before its archive, and the way there, is safe
+                self.loose.add(("name", path))
                 self.problems += [f"{path} is deleted before the {what} of {of} is safe"
                                   for what, of in sorted(self.loose)
                                   if of.startswith(self.folder) or self.folder.startswith(of + "/")]
@@ -51,18 +54,26 @@ class Sweep(unittest.TestCase):
         self.helper = AttackedHelper()
         self.addCleanup(self.helper.stop)
 
-    def sweep(self, scenario, faults, examine=lambda *_: ()):
+    def examine(self, _, attack, __):
+        disk = Disk()
+        disk.follow(attack.records)
+        return disk.problems
+
+    def sweep(self, scenario, faults):
         """The request once with each of the faults that the scenario's `faults` names."""
         began = time.monotonic()
         for _ in range(2):  # what is made once for the process is made by the first
             attack = self.helper.attack(scenario)
             self.assertEqual(attack.problems, [])
+        disk = Disk()
+        disk.follow(attack.records)
+        self.assertEqual(disk.loose, set(), "what is done is not brought to the disk")
         scenario.learn(attack)
         struck, beyond, found = 0, 0, []
         for fault in faults(scenario):
             attack = self.helper.attack(scenario, fault)
             struck += attack.fired > 0
-            problems = [*attack.problems, *examine(scenario, attack, fault)]
+            problems = [*attack.problems, *self.examine(scenario, attack, fault)]
             if not attack.fired and fault.may_miss(attack):
                 beyond += 1
             elif not attack.fired:
@@ -87,7 +98,7 @@ class FaultSweep(Sweep):
 
 
 class CrashSweep(Sweep):
-    def resume(self, scenario, attack, fault):
+    def examine(self, scenario, attack, fault):
         """What the next helper makes of the same request, and where a power cut leads then."""
         CALLS.write_bytes(b"")
         disk = Disk()
@@ -103,7 +114,7 @@ class CrashSweep(Sweep):
     def test_end_at_any_moment_loses_something_or_stops_the_next_request(self):
         for scenario in (Removal, Operation):
             with self.subTest(scenario.__name__):
-                self.sweep(scenario(), scenario.kills, self.resume)
+                self.sweep(scenario(), scenario.kills)
 
 
 if __name__ == "__main__":

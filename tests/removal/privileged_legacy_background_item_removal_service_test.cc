@@ -1,6 +1,7 @@
 // What no client can bring about; all else about a request is shown by end_to_end_removal.
 #include "removal/privileged_legacy_background_item_removal_service.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -46,11 +47,23 @@ TEST_F(RemovalService, touchesItemAfterCancellation) {
   EXPECT_TRUE(std::filesystem::exists(file));
 }
 
+TEST_F(RemovalService, takesFileThatGrowsOrShrinksWhileItIsRead) {
+  const Location location = service.resolveLocations().front();
+  const FileDescriptor folder(::open(location.directory.c_str(), O_RDONLY | O_CLOEXEC));
+  for (const char* later : {"{ Label = job; } ", "{ Label = jo; }"}) {
+    root.write("job.plist", "{ Label = job; }");
+    const CandidateReading reading =
+        readCandidate(folder, "job.plist", location, [&] { root.write("job.plist", later); });
+    EXPECT_TRUE(std::holds_alternative<RefusedFile>(reading)) << later;
+  }
+}
+
 TEST_F(RemovalService, searchesOnAfterTheDeadlineOrStartsItsTimeLate) {
   for (int number = 0; number < 100; ++number) root.write(std::to_string(number) + ".plist", "");
   root.write("large.plist", "{ Label = large; } /*" + std::string(8 << 20, ' ') + "*/");
   looks = 0, looksBeforeTheEnd = 1000;
-  (void)discoverCandidates(service.resolveLocations(), {}, Deadline(1e5));
+  const auto found = discoverCandidates(service.resolveLocations(), {}, Deadline(1e5));
+  EXPECT_TRUE(found.candidatesByKey.empty()) << "kept although nobody has asked for it";
   const int all = looks;
   EXPECT_GT(all, 3 * 100 + 8 + 8)
       << "for each name, each file, and each mebibyte read and examined";
