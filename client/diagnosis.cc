@@ -134,7 +134,8 @@ Finding versionFinding(const std::string& version) {
       "Install a helper and a client of one build."};
 }
 
-// Whether there is a service, and whether it answers.
+// Whether there is a service, and whether it answers. Where no call could be made, nothing is known
+// of the service.
 std::vector<Finding> serviceFindings() {
   const std::string service = HelperServiceName;
   std::vector<Finding> findings = {{"service", State::ok, service + " can be reached.", ""}};
@@ -146,6 +147,7 @@ std::vector<Finding> serviceFindings() {
       return {{"service", State::problem, error.errorDescription(),
                "Install or start the service " + service + "."}};
     }
+    if (error.cause() == XPCConnectionError::Cause::other) findings.clear();
     findings.push_back({"helper", State::problem, error.errorDescription(),
                         "Mend the problems below. Where there is none, what runs is older than "
                         "what is installed, or the helper ends at once: start both again, and "

@@ -7,7 +7,7 @@
 #include <mutex>
 
 #include "darwin/doubles.h"
-#include "darwin/raised_description.h"
+#include "darwin/raised_in.h"
 #include "front/maintenance_helper_listener_delegate.h"
 #include "front/maintenance_helper_service.h"
 #include "front/operation_lock.h"
@@ -128,7 +128,7 @@ TEST_F(Adapters, admitsOutOfOrderOrAnObjectThatIsNotTheService) {
                                 "\"TEAM\"] interface user object "
                                 "resume ");
   __block std::string answer;
-  [connection->exportedObject protocolVersionWithReply:^(NSString* version) {
+  [doubles.exportedObject protocolVersionWithReply:^(NSString* version) {
     answer += utf8Text(version);
   }];
   EXPECT_EQ(answer, ProtocolVersion);
@@ -155,7 +155,7 @@ TEST_F(Adapters, letsAnExceptionOverARequirementThrough) {
    public:
     bool listenerShouldAcceptNewConnection(XPCConnection& connection) override {
       const auto install = [&] { connection.setCodeSigningRequirement("no requirement"); };
-      description = raisedDescription(install);
+      description = descriptionRaisedIn(install);
       install();
       return true;
     }
@@ -233,18 +233,35 @@ TEST_F(Adapters, clientCallsAnotherMethodOrLosesItsAnswer) {
                      "NO snapshots; NO memory; YES nil; NO removal; ");
 }
 
+TEST_F(Adapters, clientTakesRefusalForServiceThatIsNotThere) {
+  using Cause = XPCConnectionError::Cause;
+  for (const auto& [code, hasAnswered, cause] :
+       {std::tuple(int{NSXPCConnectionInvalid}, false, Cause::notReached),
+        {NSXPCConnectionInvalid, true, Cause::endOfConnection},
+        {NSXPCConnectionInterrupted, false, Cause::endOfConnection},
+        {4101, true, Cause::other}}) {
+    const auto helper = remoteObjectProxy("service");
+    const auto ask = [&] { helper->protocolVersionWithReply(VersionReply([](const auto&) {})); };
+    doubles.remoteObject = fake_;
+    if (hasAnswered) ask();
+    doubles.remoteObject = nil;
+    doubles.errorCode = code;
+    EXPECT_EQ(causeRaisedIn(ask), cause) << code << " " << hasAnswered;
+  }
+}
+
 TEST_F(Adapters, clientWaitsForEverOrTakesNoAnswerForOne) {
   const auto ask = [] {
     remoteObjectProxy("service")->freeMemoryWithReply(
         OperationReply([](bool, const auto&) { ADD_FAILURE(); }));
   };
-  EXPECT_EQ(raisedDescription(ask), "The helper gave no answer: it was invalidated.");
+  EXPECT_EQ(descriptionRaisedIn(ask), "The helper gave no answer: it was invalidated.");
   doubles.isTimeOver = true;
   doubles.events.clear();
-  EXPECT_NE(raisedDescription(ask), "");
+  EXPECT_NE(descriptionRaisedIn(ask), "");
   EXPECT_TRUE(doubles.events.ends_with("resume limit:85 invalidate invalidate ")) << doubles.events;
   doubles.team.clear();
-  EXPECT_NE(raisedDescription(ask), "");
+  EXPECT_NE(descriptionRaisedIn(ask), "");
 }
 
 TEST_F(Adapters, identifierRepeatsOrIsNotInCanonicalForm) {

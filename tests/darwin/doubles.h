@@ -13,6 +13,8 @@ struct Doubles {
   int securityObjects = 0;  // handed out and not released
   NSXPCConnection* currentConnection = nil;
   id<NSXPCListenerDelegate> listenerDelegate = nil;
+  id exportedObject = nil;  // by the connection that was told last
+  int errorCode = NSXPCConnectionInvalid;
   id remoteObject = nil;    // what a client's calls reach; without one its error handler is called
   bool isTimeOver = false;  // what waits for a time happens at once
 };

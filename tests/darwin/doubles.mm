@@ -53,7 +53,7 @@ OSStatus handOut(bool succeeds, Reference* reference, const void* object) {
   note(interface == nil ? "no interface" : "interface");
 }
 - (void)setExportedObject:(id)object {
-  exportedObject = object;
+  doubles.exportedObject = object;
   note("object");
 }
 - (void)setRemoteObjectInterface:(NSXPCInterface*)interface {
@@ -63,7 +63,7 @@ OSStatus handOut(bool succeeds, Reference* reference, const void* object) {
   if (doubles.remoteObject == nil) {
     NSDictionary* information = [NSDictionary dictionaryWithObject:@"it was invalidated"
                                                             forKey:NSLocalizedDescriptionKey];
-    handler([NSError errorWithDomain:@"double" code:4099 userInfo:information]);
+    handler([NSError errorWithDomain:@"double" code:doubles.errorCode userInfo:information]);
   }
   return doubles.remoteObject;
 }

@@ -52,6 +52,7 @@ struct Answer {
   bool ok = false;
   std::optional<Data> data;
   std::optional<std::string> text;  // without an answer, what went wrong
+  NSInteger errorCode = 0;
 };
 
 // The blocks are Foundation's to call, and an exception must not get there; it counts as no answer.
@@ -62,6 +63,15 @@ void store(Answer* answer, BOOL ok, NSData* data, NSString* text) {
     answer->text = textOrNothing(text);
     answer->isThere = true;
   });
+}
+
+// A service that launchd does not know makes the connection invalid before anything has been
+// answered; a helper that lets nobody in, or that ends, interrupts it.
+XPCConnectionError::Cause causeOf(NSInteger errorCode, bool hasAnswered) {
+  using Cause = XPCConnectionError::Cause;
+  if (errorCode == NSXPCConnectionInterrupted) return Cause::endOfConnection;
+  if (errorCode != NSXPCConnectionInvalid) return Cause::other;
+  return hasAnswered ? Cause::endOfConnection : Cause::notReached;
 }
 
 class Proxy final : public VelmoraMaintenanceHelperXPC {
@@ -132,13 +142,18 @@ class Proxy final : public VelmoraMaintenanceHelperXPC {
       const auto hasEnded = endConnectionAfter(budgetSeconds + slackSeconds);
       // The reply block or the error handler has been called when the call returns.
       send([connection_ synchronousRemoteObjectProxyWithErrorHandler:^(NSError* error) {
+             stored->errorCode = [error code];
              contained([&] { stored->text = utf8Text([error localizedDescription]); });
            }],
            stored);
       *hasEnded = true;
-      if (answer.isThere) return answer;
+      if (answer.isThere) {
+        hasAnswered_ = true;
+        return answer;
+      }
       throw XPCConnectionError(
-          "The helper gave no answer: " + answer.text.value_or("the connection ended") + ".");
+          "The helper gave no answer: " + answer.text.value_or("the connection ended") + ".",
+          causeOf(answer.errorCode, hasAnswered_));
     }
   }
 
@@ -165,6 +180,7 @@ class Proxy final : public VelmoraMaintenanceHelperXPC {
   }
 
   NSXPCConnection* const connection_;
+  bool hasAnswered_ = false;
 };
 
 }  // namespace

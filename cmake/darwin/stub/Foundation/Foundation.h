@@ -56,6 +56,7 @@ typedef struct _NSRange {
 @end
 
 @interface NSError : NSObject
+- (NSInteger)code;
 - (NSString*)localizedDescription;
 @end
 
@@ -70,38 +71,4 @@ __attribute__((__objc_exception__))
 - (void)run;
 @end
 
-@class NSXPCConnection;
-@class NSXPCListener;
-
-typedef enum NSXPCConnectionOptions : NSUInteger {
-  NSXPCConnectionPrivileged = 1 << 12
-} NSXPCConnectionOptions;
-static_assert(NSXPCConnectionPrivileged == 4096);
-
-@interface NSXPCInterface : NSObject
-+ (NSXPCInterface*)interfaceWithProtocol:(Protocol*)protocol;
-@end
-
-@interface NSXPCConnection : NSObject
-+ (NSXPCConnection*)currentConnection;
-- (instancetype)initWithMachServiceName:(NSString*)name options:(NSXPCConnectionOptions)options;
-- (void)setCodeSigningRequirement:(NSString*)requirement;
-- (void)setExportedInterface:(NSXPCInterface*)interface;
-- (void)setExportedObject:(id)object;
-- (void)setRemoteObjectInterface:(NSXPCInterface*)interface;
-- (id)synchronousRemoteObjectProxyWithErrorHandler:(void (^)(NSError* error))handler;
-- (uid_t)effectiveUserIdentifier;
-- (void)resume;
-- (void)invalidate;
-@end
-
-@protocol NSXPCListenerDelegate <NSObject>
-@optional
-- (BOOL)listener:(NSXPCListener*)listener shouldAcceptNewConnection:(NSXPCConnection*)newConnection;
-@end
-
-@interface NSXPCListener : NSObject
-- (instancetype)initWithMachServiceName:(NSString*)name;
-- (void)setDelegate:(id<NSXPCListenerDelegate>)delegate;
-- (void)resume;
-@end
+#include <Foundation/NSXPCConnection.h>

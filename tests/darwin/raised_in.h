@@ -4,9 +4,14 @@
 #include <functional>
 #include <string>
 
+#include "platform/xpc.h"
+
 namespace velmora {
 
 // The description of the LocalizedError that `call` raises; empty when it raises nothing.
-std::string raisedDescription(const std::function<void()>& call);
+std::string descriptionRaisedIn(const std::function<void()>& call);
+
+// The cause of the XPCConnectionError that `call` has to raise.
+XPCConnectionError::Cause causeRaisedIn(const std::function<void()>& call);
 
 }  // namespace velmora
