@@ -36,15 +36,9 @@ struct Arguments {
   bool help = false;
   bool version = false;
   unsigned options = Command::none;
-  std::string wrongOption = {};  // what is wrong with one, unless it has been said
-  bool hasWrongOption = false;
+  std::string wrongOption = {};  // what is wrong with one; empty when nothing is
   double waitSeconds = 0;
   std::vector<std::string_view> words = {};
-
-  void refuseOption(std::string complaint) {
-    hasWrongOption = true;
-    wrongOption = std::move(complaint);
-  }
 };
 
 void takeWaitSeconds(Arguments& sorted, const char* value) {
@@ -55,13 +49,19 @@ void takeWaitSeconds(Arguments& sorted, const char* value) {
   unsigned seconds = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
   if (error != std::errc() || end != text.data() + text.size() || seconds > longest) {
-    sorted.refuseOption("--wait takes a whole number of seconds, not " + printableText(text));
+    sorted.wrongOption = "--wait takes a whole number of seconds, not " + printableText(text);
   }
   sorted.waitSeconds = seconds;
 }
 
+// An option that the library refuses is a letter, or all of `given`.
+std::string refusal(std::string_view given) {
+  const bool isLetter = optopt > 0 && optopt < commandOptions && !given.starts_with("--");
+  return "there is no option " +
+         printableText(isLetter ? "-" + std::string(1, static_cast<char>(optopt)) : given);
+}
+
 void takeOption(Arguments& sorted, int found) {
-  if (found == '?') sorted.refuseOption("");
   sorted.help |= found == 'h';
   sorted.version |= found == 'V';
   if (found == 'y') sorted.options |= Command::yes;
@@ -75,13 +75,14 @@ void takeOption(Arguments& sorted, int found) {
 void refuseShortened(Arguments& sorted, const option& found, std::string_view given) {
   const std::string name = std::string("--") + found.name;
   if (given.substr(0, given.find('=')) != name) {
-    sorted.refuseOption("options are taken in full only: " + name);
+    sorted.wrongOption = "options are taken in full only: " + name;
   }
 }
 
 Arguments sortArguments(int argumentCount, char** arguments) {
   constexpr int operand = 1;
   Arguments sorted;
+  opterr = 0;  // it would call this program by its path
   for (;;) {
     int index = -1;
     // The minus hands over everything in order, whatever POSIXLY_CORRECT says.
@@ -92,11 +93,15 @@ Arguments sortArguments(int argumentCount, char** arguments) {
       sorted.words.emplace_back(optarg);
       continue;
     }
+    const char* given = arguments[optind - 1];
+    if (found == '?') {
+      sorted.wrongOption = refusal(given);
+      continue;
+    }
     takeOption(sorted, found);
-    const bool isLong = index >= 0 && found != '?';
-    if (isLong)
-      refuseShortened(sorted, longOptions.at(static_cast<std::size_t>(index)),
-                      arguments[optind - 1]);
+    if (index >= 0) {
+      refuseShortened(sorted, longOptions.at(static_cast<std::size_t>(index)), given);
+    }
   }
   for (int i = optind; i < argumentCount; ++i) sorted.words.emplace_back(arguments[i]);
   return sorted;
@@ -164,7 +169,7 @@ CommandLine parseCommandLine(int argumentCount, char** arguments) {
   const Arguments sorted = sortArguments(argumentCount, arguments);
   Words words = sorted.words;
   const Command* command = takeCommand(words);
-  if (sorted.hasWrongOption) {
+  if (!sorted.wrongOption.empty()) {
     throw UsageError(command == nullptr ? "" : command->name, sorted.wrongOption);
   }
   if (command == nullptr && sorted.help) return help(words);

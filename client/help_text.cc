@@ -93,7 +93,8 @@ std::string programHelp() {
          "velmoractl is a tool for development and demonstration. To be let in it must carry\n"
          "the client application's identifier and team in its own signature. Do not ship it\n"
          "with a production signature: any process of any user could run it and so ask the\n"
-         "helper for everything it does, removals included.\n";
+         "helper for everything it does, removals included. On Linux the helper and its code\n"
+         "signatures are stand-ins to develop with.\n";
 }
 
 }  // namespace

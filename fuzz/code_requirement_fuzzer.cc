@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "platform/platform_error.h"
-#include "platform/portable/code_requirement.h"
+#include "platform/portable/code_requirement/code_requirement.h"
 
 namespace {
 

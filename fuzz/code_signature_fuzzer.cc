@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "platform/linux/code_signing/code_signature.h"
-#include "platform/portable/code_requirement.h"
+#include "platform/portable/code_requirement/code_requirement.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using velmora::CodeRequirement;

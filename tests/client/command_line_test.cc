@@ -21,11 +21,13 @@ CommandLine parsed(Words words) {
   return parseCommandLine(static_cast<int>(arguments.size()), arguments.data());
 }
 
-TEST(CommandLineTest, letsWrongUsageThrough) {
+TEST(CommandLine, letsWrongUsageThrough) {
   const std::pair<Words, const char*> cases[] = {
       {{}, "which command?"},
       {{"\x1b[2J"}, "there is no command \\x1b[2J"},
       {{"version", "--yes"}, "version has no option --yes"},
+      {{"-yx", "list"}, "there is no option -x"},
+      {{"list", "--json=1"}, "there is no option --json=1"},
       {{"remove", "--yes", "--dry-run", "a/b"}, "remove: either --yes or --dry-run"},
       {{"free-memory", "--wait=-1"}, "--wait takes a whole number of seconds, not -1"},
       {{"help", "snapshots"}, "there is no command snapshots"},

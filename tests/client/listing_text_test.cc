@@ -5,7 +5,7 @@
 namespace velmora {
 namespace {
 
-TEST(ListingTextTest, hostileNameOrLabelActsOnATerminal) {
+TEST(ListingText, hostileNameOrLabelActsOnATerminal) {
   const LocationKind kind = LocationKind::sharedAgent;
   const ItemListing hostile = {
       {"/a\nb",

@@ -8,7 +8,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "platform/portable/code_requirement.h"
+#include "platform/portable/code_requirement/code_requirement.h"
 #include "temporary_folder.h"
 
 namespace velmora {

@@ -6,7 +6,7 @@
 
 #include "platform/file_descriptor.h"
 #include "platform/linux/code_signing/signed_executable.h"
-#include "platform/portable/code_requirement.h"
+#include "platform/portable/code_requirement/code_requirement.h"
 
 namespace velmora {
 namespace {

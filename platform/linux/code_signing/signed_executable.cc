@@ -10,7 +10,7 @@
 
 #include "platform/descriptor_io.h"
 #include "platform/linux/code_signing/bounded_file.h"
-#include "platform/portable/code_requirement.h"
+#include "platform/portable/code_requirement/code_requirement.h"
 
 namespace velmora {
 namespace {

@@ -16,7 +16,7 @@ extern "C" {
 
 #include "platform/linux/code_signing/signed_executable.h"
 #include "platform/platform_error.h"
-#include "platform/portable/code_requirement.h"
+#include "platform/portable/code_requirement/code_requirement.h"
 
 #ifndef SO_PEERPIDFD
 #define SO_PEERPIDFD 77  // since Linux 6.5; missing from Debian 12's headers

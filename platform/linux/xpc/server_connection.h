@@ -9,7 +9,7 @@
 #include "platform/file_descriptor.h"
 #include "platform/linux/xpc/bus.h"
 #include "platform/linux/xpc/peer_process.h"
-#include "platform/portable/code_requirement.h"
+#include "platform/portable/code_requirement/code_requirement.h"
 #include "platform/xpc.h"
 
 namespace velmora {

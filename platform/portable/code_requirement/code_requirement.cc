@@ -1,4 +1,4 @@
-#include "platform/portable/code_requirement.h"
+#include "platform/portable/code_requirement/code_requirement.h"
 
 #include <algorithm>
 
