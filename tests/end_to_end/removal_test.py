@@ -5,6 +5,7 @@ import os
 import plistlib
 import resource
 import shutil
+import signal
 import stat
 import subprocess
 import time
@@ -268,6 +269,8 @@ class Removal(ItemTestCase):
         self.assertTrue(item.job.exists(), "loaded again")
 
     def test_keeps_the_memory_that_a_search_took(self):
+        os.kill(self.helper, signal.SIGKILL)  # one that has had no memory to give back yet
+        self.helper = self.wake_helper()
         before = resident_bytes(self.helper)
         keys = [self.item(f"{number}", loaded=False, contents=plistlib.dumps(
             {"Label": f"{self._testMethodName}.{number}", "Program": "x" * 240_000})).key
