@@ -46,10 +46,10 @@ class Attacked:
         self.begins = calls.index(self.first_step)
         self.ends = len(calls) - 1 - calls[::-1].index("sendmsg")
 
-    def position(self, fault):
-        """The number of calls before the fault, as nearly as that can be said of allocations."""
+    def position(self, fault, drift=0):
+        """The number of calls before the fault; of an allocation only nearly, so many to or fro."""
         if "allocate" in fault.calls:
-            return sum(record.allocations < fault.ordinal for record in self.records)
+            return sum(record.allocations < fault.ordinal + drift for record in self.records)
         places = [at for at, record in enumerate(self.records) if record.call in fault.calls]
         return places[fault.ordinal - 1]
 
@@ -91,8 +91,7 @@ class Attacked:
         if fault.action in (NONE, KILL):
             return fault.action == KILL
         if "allocate" in fault.calls:
-            first, last = (self.position(fault._replace(ordinal=fault.ordinal + drift))
-                           for drift in (-DRIFT, DRIFT))
+            first, last = self.position(fault, -DRIFT), self.position(fault, DRIFT)
             return fault.lasting or not self.begins < first <= last < self.ends
         return not self.begins <= self.position(fault) < self.ends and \
             fault.calls[0] in ("recvmsg", "sendmsg", "ppoll", "poll", "getsockopt")
@@ -208,7 +207,7 @@ class Removal(Attacked):
     def may_stay_stopped(self, fault):
         return fault.action == KILL or fault.lasting and fault.error != "ENOSPC" or \
             fault.error == "ECHILD" or \
-            fault.action != NONE and self.position(fault) > self.undo
+            fault.action != NONE and self.position(fault, DRIFT) > self.undo
 
 
 class Admission(Attacked):
