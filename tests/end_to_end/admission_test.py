@@ -28,14 +28,15 @@ def openssl(*arguments):
     subprocess.run(["openssl", *map(str, arguments)], check=True, capture_output=True)
 
 
-def certificate(subject=TEAM, days=30, authority=AUTHORITY / "authority", **extensions):
+def certificate(subject=TEAM, days=30, authority=AUTHORITY / "authority", digest="sha256",
+                **extensions):
     """A leaf of the stage's authority unless told otherwise; an extension of None is left out."""
     base = WORK / f"leaf{next(numbers)}"
     lines = [f"{name}={value}" for name, value in (LEAF | extensions).items() if value]
     base.with_suffix(".cnf").write_text("\n".join(lines) + "\n")
     openssl("req", "-new", "-utf8", "-config", AUTHORITY / "leaf.cnf", "-key",
             AUTHORITY / "leaf.key", "-subj", subject, "-out", base.with_suffix(".csr"))
-    openssl("x509", "-req", "-in", base.with_suffix(".csr"), "-days", days, "-CA",
+    openssl("x509", "-req", "-in", base.with_suffix(".csr"), f"-{digest}", "-days", days, "-CA",
             f"{authority}.pem", "-CAkey", f"{authority}.key", "-set_serial", next(numbers) + 10,
             "-extfile", base.with_suffix(".cnf"), "-out", base.with_suffix(".pem"))
     return base.with_suffix(".pem")
@@ -131,13 +132,16 @@ class ForeignClients(StageTestCase):
             "other team first": dict(subject="/CN=Velmora Stage/OU=OTHER00001/OU=VELMORA042"),
             "team in another case": dict(subject="/CN=Velmora Stage/OU=velmora042"),
             "other authority": dict(authority=make_other_authority()),
-            "expired": dict(days=-1), "no key usage": dict(keyUsage=None),
+            "expired": dict(days=-1), "weak digest": dict(digest="sha1"),
+            "no key usage": dict(keyUsage=None),
             "no purpose": dict(extendedKeyUsage=None),
             "any purpose": dict(extendedKeyUsage="anyExtendedKeyUsage"),
             "encipherment only": dict(keyUsage="critical,keyEncipherment"),
             "an authority": dict(basicConstraints="critical,CA:TRUE",
                                  keyUsage="critical,digitalSignature,keyCertSign"),
             "an authority that may not certify": dict(basicConstraints="critical,CA:TRUE"),
+            "one by its usage alone": dict(basicConstraints=None,
+                                           keyUsage="critical,digitalSignature,keyCertSign"),
         }
         cases = {name: dict(leaf=certificate(**parts)) for name, parts in certificates.items()}
         cases |= {name: dict(identifier=name)
@@ -232,7 +236,7 @@ class HelperItself(StageTestCase):
     def test_second_helper_leaves_the_socket_to_the_first(self):
         second = subprocess.run([HELPER], capture_output=True, text=True, timeout=30)
         self.assertEqual((second.returncode, second.stdout), (1, ""))
-        self.assertRegex(second.stderr, f"^VelmoraMaintenanceHelper: .*{SOCKET}.*\n$")
+        self.assertRegex(second.stderr, f"^VelmoraMaintenanceHelper: .*{SOCKET}: another helper")
         self.assertEqual(SOCKET, "/run/com.velmora.app.maintenance-helper.socket")
         handed = subprocess.run(["sh", "-c", f"LISTEN_FDS=1 LISTEN_PID=$$ exec {HELPER} 3<&-"],
                                 capture_output=True, text=True, timeout=30)

@@ -37,7 +37,7 @@ head -c -1 right >bad/truncated
 cat right right >bad/twice
 : >bad/empty
 for change in 1d '1!G;h;$!d' 's/=com.*/=/' 's/4096/4096 /' 's/4096/18446744073709551616/' \
-  's/=0001/=01/' '$s/.$/g/' '$p'; do
+  's/=0001/=01/' '$s/$/00/' '$s/.$/g/' '$p'; do
   cp content whole; sed "$change" whole >content
   sign -nodetach -out "bad/content after $(echo "$change" | tr / :)"
   mv whole content
