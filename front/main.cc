@@ -20,6 +20,7 @@ std::unique_ptr<velmora::XPCListener> listener;
 
 int main() {
   try {
+    // Before the first descriptor and the first thread.
     velmora::prepareProcess();
     delegate = std::make_unique<velmora::MaintenanceHelperListenerDelegate>();
     listener = std::make_unique<velmora::XPCListener>(velmora::HelperServiceName);

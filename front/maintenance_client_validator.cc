@@ -11,6 +11,7 @@ std::optional<std::string> MaintenanceClientValidator::currentTeamIdentifier() c
   if (!self) return std::nullopt;
   const std::optional<StaticCode> onDisk = codeCopyStaticCode(*self);
   if (!onDisk) return std::nullopt;
+  // The team of a file that has been altered is whatever its alterer likes.
   if (!staticCodeCheckValidity(*onDisk)) return std::nullopt;
   const std::optional<SigningInformation> information = codeCopySigningInformation(*onDisk);
   if (!information) return std::nullopt;

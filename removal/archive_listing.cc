@@ -53,6 +53,7 @@ std::string readRecord(const FileDescriptor& folder, const std::string& name) {
   if (!file.isOpen() || !isThisUsersAlone(file, S_IFREG)) {
     throw ArchiveError("It is no file that only root may write.");
   }
+  // One byte more, to see that there is no more.
   std::string bytes(maximumRecordBytes + 1, '\0');
   const std::optional<std::size_t> size = readAt(file, 0, bytes);
   if (!size || *size > maximumRecordBytes) throw ArchiveError("It cannot be read, or is too long.");
@@ -89,6 +90,7 @@ std::string nameWithin(const std::filesystem::path& folder, const std::string& p
 }
 
 std::string readFileOf(const FileDescriptor& folder, const ArchivedItem& item) {
+  // The archived file has to pass what the file passed when it was removed, but for its owner.
   const Location archive{item.folder, item.location.kind, ::geteuid(), item.location.launchDomain};
   CandidateReading reading =
       readCandidate(folder, item.identifier + std::string(fileEnding), archive, [] {});
@@ -115,9 +117,11 @@ ArchivedItem examine(const FileDescriptor& folder, const std::filesystem::path& 
   item.location = locationOf(item.metadata, locationsOf);
   item.name = nameWithin(item.location.directory, item.metadata.originalPath);
   const double removedAt = item.metadata.removedAt;
+  // Said this way round, a date that is not a number is none.
   if (!(removedAt >= earliestRemoval && removedAt <= latestRemoval)) {
     throw ArchiveError("Its date is none.");
   }
+  // A list must not promise what restoring then refuses.
   (void)readFileOf(folder, item);
   struct stat status {};
   const std::string note = restorationNoteOf(item).filename();
@@ -139,6 +143,7 @@ void listFolder(const FileDescriptor& folder, const std::filesystem::path& path,
   }
   const std::vector<std::string> names = namesIn(folder);
   for (const std::string& name : names) {
+    // Notes and partial files are passed over: alone, they stand for nothing.
     const std::string stem = std::filesystem::path(name).stem();
     const bool isRecord = name.ends_with(recordEnding);
     const bool isFileAlone = name.ends_with(fileEnding) &&
@@ -161,12 +166,14 @@ bool isMissing(const std::filesystem::path& path) {
 
 ArchiveListing listArchive(const std::filesystem::path& base, const LocationsOfUser& locationsOf) {
   ArchiveListing listing;
+  // No removal has come that far yet.
   if (isMissing(base)) return listing;
   const FileDescriptor archive = openDirectoryNoFollow(base);
   if (!isThisUsersAlone(archive, S_IFDIR)) {
     throw ArchiveError("Others than root may write in " + base.string() + ".");
   }
   for (const std::string& name : namesIn(archive)) {
+    // One folder that is damaged keeps no other from being listed.
     const FileDescriptor folder(::openat(archive.get(), name.c_str(), fileFlags | O_DIRECTORY));
     try {
       listFolder(folder, base / name, locationsOf, listing);

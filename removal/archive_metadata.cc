@@ -21,6 +21,7 @@ Value member(const JSONRecord& record, const std::string& name) {
 
 double numberMember(const JSONRecord& record, const std::string& name) {
   const auto found = record.find(name);
+  // A whole number of seconds is written without a fraction, and read as a whole number.
   if (found != record.end() && std::holds_alternative<std::uint32_t>(found->second)) {
     return std::get<std::uint32_t>(found->second);
   }

@@ -41,6 +41,7 @@ class HiddenFile {
 
   void write(std::string_view bytes, uid_t owner, mode_t mode) const {
     if (!writeAt(file_, 0, bytes)) fail(errno);
+    // By the descriptor, because the folder's user could exchange what has the name.
     if (::fchown(file_.get(), owner, static_cast<gid_t>(-1)) != 0) fail(errno);
     if (::fchmod(file_.get(), mode) != 0) fail(errno);
     synchronize(file_, target_, Flush::inOrder);
@@ -70,6 +71,7 @@ class HiddenFile {
 }  // namespace
 
 void restoreArchivedItem(const ArchivedItem& item) {
+  // Read again: the list may have been made a while ago.
   const std::string bytes = readArchivedFile(item);
   const FileDescriptor folder = openDirectoryNoFollow(item.location.directory);
   {

@@ -21,6 +21,7 @@ constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
 void checkIsRealDirectory(const std::filesystem::path& base) {
   struct stat status {};
   if (::lstat(base.c_str(), &status) != 0) throw PlatformError("examine", base, errno);
+  // A link here would lead root's writing elsewhere.
   if (!S_ISDIR(status.st_mode)) throw LegacyBackgroundItemRemovalError::archiveUnavailable();
 }
 
@@ -35,6 +36,7 @@ ArchiveMetadata metadataOf(const Candidate& candidate, std::uint32_t clientUserI
 }  // namespace
 
 const std::filesystem::path& defaultArchiveBaseDirectory() {
+  // Never destroyed: connections' threads may still use it while the process ends.
   static const auto& base =
       *new std::filesystem::path("/Library/Application Support/Velmora/Background Item Backups");
   return base;

@@ -43,6 +43,7 @@ CandidateReading refused(Refusal reason, std::string label = {}) {
 std::optional<std::string> readWhole(const FileDescriptor& file, std::size_t size,
                                      const ReadingCheckpoint& checkpoint) {
   std::string bytes;
+  // At once: growing would hold the old bytes beside the new ones.
   bytes.reserve(size + 1);
   // One byte more, to see that the file ends where it should.
   while (bytes.size() <= size) {
@@ -51,6 +52,7 @@ std::optional<std::string> readWhole(const FileDescriptor& file, std::size_t siz
     bytes.resize(std::min(at + pieceBytes, size + 1));
     const std::optional<std::size_t> count = readOnceAt(file, at, std::span(bytes).subspan(at));
     if (!count) return std::nullopt;
+    // A read that gets less than it asked for has met the file's end as it is now.
     const bool wasCutShort = *count < bytes.size() - at;
     bytes.resize(at + *count);
     if (*count == 0 || (wasCutShort && bytes.size() == size)) break;
@@ -129,6 +131,7 @@ std::string_view description(CandidateRefusal refusal) {
 
 CandidateReading readCandidate(const FileDescriptor& directory, const std::string& name,
                                const Location& location, const ReadingCheckpoint& checkpoint) {
+  // A name that is no text could not be recorded.
   if (!isUTF8(name)) return refused(Refusal::nameNotText);
   const FileDescriptor file(::openat(directory.get(), name.c_str(),
                                      O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC));
@@ -136,10 +139,12 @@ CandidateReading readCandidate(const FileDescriptor& directory, const std::strin
   struct stat status {};
   if (::fstat(file.get(), &status) != 0) return refused(Refusal::notOpened);
   if (!S_ISREG(status.st_mode)) return refused(Refusal::notARegularFile);
+  // Whose file it is says who may have it removed.
   if (status.st_uid != location.expectedOwner) return refused(Refusal::wrongOwner);
   try {
     return readOpened(file, static_cast<std::uint64_t>(status.st_size), name, location, checkpoint);
   } catch (const std::bad_alloc&) {
+    // The memory that could be spared a moment ago may be gone.
     return refused(Refusal::tooLarge);
   }
 }

@@ -15,6 +15,7 @@ constexpr std::string_view appleLabelPrefix = "com.apple.";
 }  // namespace
 
 bool isAllowedLabel(std::string_view label) {
+  // The length first: what follows takes time for each byte.
   if (label.empty() || label.size() > maximumLabelBytes) return false;
   const std::string lower = lowercased(label);
   if (lower.starts_with(appleLabelPrefix) || lower.starts_with(VendorLabelPrefix)) return false;

@@ -23,6 +23,7 @@ std::optional<std::string> homeDirectoryOf(uid_t user) {
     passwd record{};
     passwd* found = nullptr;
     const int code = ::getpwuid_r(user, &record, storage.data(), storage.size(), &found);
+    // With more room; it also bounds how often an interrupted look-up is made again.
     if (code == ERANGE || code == EINTR) continue;
     if (found == nullptr || found->pw_dir == nullptr) return std::nullopt;
     return found->pw_dir;

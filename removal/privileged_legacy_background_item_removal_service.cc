@@ -47,11 +47,13 @@ std::vector<const Candidate*> match(const std::vector<RemovalRequest>& requests,
 
 std::vector<std::string> PrivilegedLegacyBackgroundItemRemovalService::removeItems(
     const std::vector<std::string>& entries, const std::atomic<bool>* isCancelled) const {
+  // Before everything else, since validating and finding take of the same time.
   const Deadline deadline = Deadline::after(RemovalBudgetSeconds);
   const std::vector<RemovalRequest> requests = validateRequest(entries);
   const std::vector<std::string> keys = keysOf(requests);
   const CandidateDiscovery discovery =
       discoverCandidates(resolveLocations(), {keys.begin(), keys.end()}, deadline);
+  // All or none: nothing is touched before each item has its one file.
   const std::vector<const Candidate*> selected = match(requests, keys, discovery);
   const std::filesystem::path folder = prepareArchiveDirectory(archiveBaseDirectory);
 
@@ -59,6 +61,7 @@ std::vector<std::string> PrivilegedLegacyBackgroundItemRemovalService::removeIte
   removed.reserve(selected.size());
   for (const Candidate* candidate : selected) {
     if (isCancelled != nullptr && *isCancelled) throw CancellationError();
+    // Before the removal: without memory for it, an item would be gone unreported.
     std::string key = itemKey(candidate->kind, candidate->label);
     removeCandidate(*candidate, folder, deadline, clientUserIdentifier, *runner);
     removed.push_back(std::move(key));

@@ -24,6 +24,7 @@ std::vector<RemovalRequest> validateRequest(const std::vector<std::string>& entr
     // Parsed first, so that only what has a label's length is put into canonical form.
     RemovalRequest request = parseRequestEntry(entry);
     if (!distinctEntries.insert(canonicalForm(entry)).second) continue;
+    // Here and not at the end, so that a long request costs no more than one that is allowed.
     if (distinctEntries.size() > maximumRequestedItems) refuse();
     // Entries that differ in the separators before them name one item; removing it twice would
     // fail the second time, after it is gone.

@@ -42,6 +42,7 @@ DiagnosticFile::DiagnosticFile()
     : path_(freshPath()),
       file_(::open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, ownerOnly)) {
   if (!file_.isOpen()) throw HelperCommandError::diagnosticUnavailable();
+  // The umask may have taken away what the helper itself needs.
   if (::fchmod(file_.get(), ownerOnly) != 0) {
     ::unlink(path_.c_str());
     throw HelperCommandError::diagnosticUnavailable();

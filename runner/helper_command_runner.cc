@@ -46,6 +46,7 @@ HelperCommandResult runWith(const FileDescriptor& nullDevice, int standardError,
 
   task.launch();
   if (!ended->waitFor(timeoutSeconds)) {
+    // Also where the tool ended well while it was being stopped: it has overrun its time.
     stop(task, *ended);
     throw HelperCommandError::timedOut(lastPathComponent(executablePath));
   }

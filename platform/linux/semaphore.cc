@@ -25,6 +25,7 @@ class Semaphore::Implementation {
   void signal() noexcept {
     const std::lock_guard lock(mutex_);
     ++count_;
+    // Under the mutex: once it is free, whoever waits may go and destroy this.
     signalled_.notify_one();
   }
 

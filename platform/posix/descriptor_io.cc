@@ -12,6 +12,7 @@ std::optional<std::size_t> readAt(const FileDescriptor& file, std::uint64_t offs
   while (size < buffer.size()) {
     const std::optional<std::size_t> count = readOnceAt(file, offset + size, buffer.subspan(size));
     if (!count) return std::nullopt;
+    // The end of the file, which is no failure: the caller knows what it expects.
     if (*count == 0) break;
     size += *count;
   }
@@ -33,6 +34,7 @@ bool writeAt(const FileDescriptor& file, std::uint64_t offset, std::string_view 
     const ssize_t count =
         ::pwrite(file.get(), bytes.data(), bytes.size(), static_cast<off_t>(offset));
     if (count < 0 && errno == EINTR) continue;
+    // Nothing written and no error would come back for ever.
     if (count <= 0) return false;
     bytes.remove_prefix(static_cast<std::size_t>(count));
     offset += static_cast<std::uint64_t>(count);

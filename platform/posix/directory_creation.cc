@@ -14,6 +14,7 @@ constexpr mode_t ownerOnly = S_IRWXU;
 bool isDirectory(const std::filesystem::path& path) {
   struct stat status {};
   if (::stat(path.c_str(), &status) == 0) return S_ISDIR(status.st_mode);
+  // Whatever else it is, it is not known that nothing is there.
   if (errno != ENOENT) throw PlatformError("examine", path, errno);
   return false;
 }

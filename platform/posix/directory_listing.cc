@@ -39,6 +39,7 @@ void visitVisibleEntries(const FileDescriptor& directory,
     errno = 0;
     // The stream is this thread's alone.  NOLINTNEXTLINE(concurrency-mt-unsafe)
     const dirent* entry = ::readdir(stream.get());
+    // Half a listing could make one of two files look like the only one.
     if (entry == nullptr && errno != 0) fail(errno);
     if (entry == nullptr) return;
     if (entry->d_name[0] == '.' || isMarkedHidden(directory, entry->d_name)) continue;

@@ -47,6 +47,7 @@ class PartialFile {
   // What is zeros in whole blocks is left out, as a hole: a file of holes that a user has made must
   // not take up root's disk.
   void write(std::string_view bytes) {
+    // The size first: zeros at the end are never written.
     if (::ftruncate(file_.get(), static_cast<off_t>(bytes.size())) != 0) fail();
     for (std::size_t at = 0; at < bytes.size();) {
       const std::size_t size = lengthOfData(bytes.substr(at));
@@ -61,6 +62,7 @@ class PartialFile {
   }
 
   void setAttributes(mode_t mode, uid_t owner) {
+    // The umask has no say in this.
     if (::fchmod(file_.get(), mode) != 0) fail();
     if (::fchown(file_.get(), owner, static_cast<gid_t>(-1)) != 0) fail();
   }
@@ -90,6 +92,7 @@ void writeAtomically(const std::filesystem::path& path, std::string_view bytes, 
 
 void synchronize(const FileDescriptor& file, const std::filesystem::path& subject, Flush flush) {
   while (flushOnce(file, flush) != 0) {
+    // After any other failure the bytes may be lost, and a second try would not say so.
     if (errno != EINTR) throw PlatformError("synchronize", subject, errno);
   }
 }

@@ -24,9 +24,11 @@ SpawnAttributes::SpawnAttributes() {
     // These two have no other disposition, and some systems refuse to be told so.
     sigdelset(&all, SIGKILL);
     sigdelset(&all, SIGSTOP);
+    // A tool that inherited a blocked SIGTERM could not be asked to end.
     check(::posix_spawnattr_setsigmask(&attributes_, &none));
     check(::posix_spawnattr_setsigdefault(&attributes_, &all));
     check(::posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));
+    // Not left to each descriptor's own flag: a library may open one without it.
     closeOtherDescriptorsOnExec(&attributes_);
   } catch (...) {
     ::posix_spawnattr_destroy(&attributes_);

@@ -72,6 +72,7 @@ bool isStrong(const X509_ALGOR& digest) {
 // signer, its digest is weak, or the message does not enclose its certificate.
 X509* onlySigner(CMS_ContentInfo* message) {
   STACK_OF(CMS_SignerInfo)* signers = CMS_get0_SignerInfos(message);
+  // With two, one could be trusted and the other be the one whose team is read.
   if (sk_CMS_SignerInfo_num(signers) != 1) return nullptr;
   if (CMS_set1_signers_certs(message, nullptr, 0) != 1) return nullptr;
   X509* signer = nullptr;
@@ -84,6 +85,7 @@ std::optional<std::string> onlyOrganizationalUnit(const X509* certificate) {
   const X509_NAME* subject = X509_get_subject_name(certificate);
   const int first = X509_NAME_get_index_by_NID(subject, NID_organizationalUnitName, -1);
   if (first < 0) return std::nullopt;
+  // Which of two names the team is anybody's guess.
   if (X509_NAME_get_index_by_NID(subject, NID_organizationalUnitName, first) >= 0) {
     return std::nullopt;
   }
@@ -146,6 +148,7 @@ std::optional<CodeSignature> CodeSignature::parse(std::string_view der) {
   const auto* begin = reinterpret_cast<const unsigned char*>(der.data());
   const unsigned char* at = begin;
   Message message(d2i_CMS_ContentInfo(nullptr, &at, static_cast<long>(der.size())));
+  // What stands behind the message is covered by no signature.
   const bool whole = message && at == begin + der.size();
   ERR_clear_error();
   if (!whole || OBJ_obj2nid(CMS_get0_type(message.get())) != NID_pkcs7_signed) return std::nullopt;

@@ -51,11 +51,14 @@ SignedExecutable::SignedExecutable(FileDescriptor executable, const std::string&
     : executable_(std::move(executable)), signature_(readSignature(path)) {}
 
 bool SignedExecutable::isValid(const CodeRequirement* requirement) const {
+  // The cheap question last: whom the signature names counts for nothing before it is trusted.
   if (!signature_ || !signature_->isTrusted()) return false;
   if (requirement != nullptr &&
       !requirement->isSatisfiedBy(signature_->identifier(), signature_->teamIdentifier())) {
     return false;
   }
+  // Before hashing: a file that has become huge costs nothing. A longer one would match by its
+  // beginning.
   if (!hasSize(executable_.get(), signature_->executableSize())) return false;
   return digestOf(executable_, signature_->executableSize()) == signature_->executableDigest();
 }

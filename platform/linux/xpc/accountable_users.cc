@@ -48,6 +48,7 @@ uid_t AccountableUsers::accountableFor(uid_t user) {
 
 void AccountableUsers::readAgainIfChanged() {
   struct stat status {};
+  // One call for each newcomer, instead of reading the file for each.
   const bool exists = ::stat(path_.c_str(), &status) == 0;
   if (exists && identity_ == FileIdentity(status)) return;
   identity_.reset();
@@ -57,6 +58,7 @@ void AccountableUsers::readAgainIfChanged() {
   for (std::string_view rest = bytes ? std::string_view(*bytes) : ""; !rest.empty();) {
     if (const auto range = rangeIn(takeUpTo('\n', rest))) ranges_.push_back(*range);
   }
+  // Of the time before reading: what was written since is read with the next newcomer.
   identity_ = FileIdentity(status);
 }
 

@@ -10,6 +10,7 @@ AdmissionTurns::Turn AdmissionTurns::wait(uid_t user) {
     isTaken_ = true;
     return Turn(*this);
   }
+  // On this thread's own stack: waiting takes no memory that could run out, but for a user's first.
   Newcomer self;
   const auto row = std::ranges::find(rows_, user, &Row::user);
   if (row == rows_.end()) {

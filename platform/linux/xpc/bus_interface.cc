@@ -27,6 +27,7 @@ int answer(void* userdata, Serve serve) noexcept {
     if (reply) {
       checkBus(::sd_bus_send(nullptr, reply.get(), nullptr));
     } else {
+      // Nothing was said, so nothing may follow: the next answer would be taken for this call's.
       interface.setBroken();
     }
   } catch (...) {

@@ -9,7 +9,9 @@ std::optional<ConnectionLimits::Place> ConnectionLimits::take(uid_t user) {
   const auto entry = perUser_.find(user);
   const unsigned count = entry == perUser_.end() ? 0 : entry->second;
   if (count >= maximumPerUser) return std::nullopt;
+  // So that a few users with many connections each leave room for those with one.
   if (inAll_ >= (count < few ? maximumInAll : maximumButForFew)) return std::nullopt;
+  // First of the two, because it may raise.
   perUser_[user] = count + 1;
   ++inAll_;
   return Place(*this, user);

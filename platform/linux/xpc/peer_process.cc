@@ -81,6 +81,7 @@ bool PeerProcess::satisfies(const CodeRequirement& requirement) {
       FileIdentity(status) == *genuineExecutable_) {
     return true;
   }
+  // The same process may run another program by now, or one that was put in its place.
   genuineExecutable_.reset();
   return checkWholly(requirement);
 }

@@ -105,6 +105,7 @@ class Proxy final : public VelmoraMaintenanceHelperXPC {
   }
 
   BusMessage call(BusMessage message, double budgetSeconds) {
+    // Without a limit of its own the library gives up after 25 seconds.
     const auto limit = static_cast<std::uint64_t>((budgetSeconds + slackSeconds) * 1e6);
     sd_bus_message* answer = nullptr;
     check(::sd_bus_call(bus_.get(), message.get(), limit, nullptr, &answer));

@@ -26,11 +26,14 @@ bool BinaryObjects::readTrailer() {
   const std::uint64_t topLevelNumber = integerAt(trailerOffset + 16, 8);
   const std::uint64_t tableOffset = integerAt(trailerOffset + 24, 8);
 
+  // A zero here would be divided by below.
   if (offsetSize_ < 1 || referenceSize_ < 1 || topLevelNumber >= objectCount_) return false;
   if (tableOffset <= headerSize || tableOffset >= trailerOffset) return false;
   tableOffset_ = tableOffset;
   const std::size_t tableSize = trailerOffset - tableOffset_;
+  // Neither a gap nor a tail: the table fills all that is between the objects and the trailer.
   if (tableSize % offsetSize_ != 0 || tableSize / offsetSize_ != objectCount_) return false;
+  // Apple's reader wants sizes that could name every object and every offset.
   if (!canExceed(referenceSize_, objectCount_) || !canExceed(offsetSize_, tableOffset_)) {
     return false;
   }
@@ -40,6 +43,7 @@ bool BinaryObjects::readTrailer() {
 
 bool BinaryObjects::checkOffsets() const {
   for (std::size_t number = 0; number < objectCount_; ++number) {
+    // A table of a whole file's size is as much work as reading the file.
     progress_.count(sizeof(std::uint64_t));
     if (offsetOf(number) >= tableOffset_) return false;
   }
@@ -48,6 +52,7 @@ bool BinaryObjects::checkOffsets() const {
 
 BinaryObject BinaryObjects::object(std::size_t offset) const {
   using Kind = BinaryObject::Kind;
+  // Every offset comes from the file.
   if (offset < headerSize || offset >= tableOffset_) return {};
   const auto marker = static_cast<unsigned char>(bytes_[offset]);
   const std::size_t low = marker & 0x0F;
@@ -79,6 +84,7 @@ BinaryObject BinaryObjects::object(std::size_t offset) const {
 }
 
 BinaryObject BinaryObjects::fixedObject(std::size_t offset, std::size_t size) const {
+  // Not by a sum, which a size from the file could take past the largest number.
   if (size >= tableOffset_ - offset) return {};
   return BinaryObject{BinaryObject::Kind::other, offset + 1, offset + 1 + size};
 }
@@ -103,6 +109,7 @@ BinaryObject BinaryObjects::countedObject(std::size_t offset, BinaryObject::Kind
   std::size_t content = offset + 1;
   std::size_t count = static_cast<unsigned char>(bytes_[offset]) & 0x0FU;
   if (count == 0x0F) {  // stands in an integer of its own
+    // The marker may have been the last byte before the table.
     if (content == tableOffset_) return {};
     const auto marker = static_cast<unsigned char>(bytes_[content++]);
     const std::size_t size = std::size_t{1} << (marker & 0x0F);
@@ -110,6 +117,7 @@ BinaryObject BinaryObjects::countedObject(std::size_t offset, BinaryObject::Kind
     count = integerAt(content, size);
     content += size;
   }
+  // By a division, for the same reason as above.
   if (count > (tableOffset_ - content) / unitSize) return {};
   return BinaryObject{kind, content, content + count * unitSize, count};
 }
@@ -127,6 +135,8 @@ std::string BinaryObjects::text(const BinaryObject& string) const {
 }
 
 bool BinaryObjects::is(const BinaryObject& string, std::string_view key) const {
+  // Any key of a hostile file may be as long as the file; decoding each would take the square of
+  // that.
   if (string.count > key.size()) return false;
   const std::string_view bytes = bytesOf(string);
   const bool isPlain =

@@ -26,6 +26,7 @@ char32_t unitAt(std::string_view bytes, std::size_t at, bool isBigEndian) {
 }  // namespace
 
 void DecodedText::append(std::string_view bytes) {
+  // In pieces, since the time is looked at between them.
   for (; !bytes.empty(); bytes.remove_prefix(std::min(bytes.size(), ReadingProgress::stride))) {
     appendPiece(bytes.substr(0, ReadingProgress::stride));
   }
@@ -85,6 +86,7 @@ void DecodedText::appendWhole(std::string_view utf8) {
     isMarkDropped_ = false;  // only one
   }
   if (kept_ != nullptr) {
+    // What is kept may lie behind these very bytes in one buffer, hence a move and not a copy.
     if (kept_->size() < size_ + utf8.size()) kept_->resize(size_ + utf8.size());
     std::memmove(kept_->data() + size_, utf8.data(), utf8.size());
   }

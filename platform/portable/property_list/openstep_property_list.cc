@@ -109,6 +109,7 @@ class OpenStepReader {
     }
     const OpenStepString string = takeOpenStepString(cursor_);
     if (string.kind == OpenStepString::Kind::none) return false;
+    // The keys of inner dictionaries are not looked at.
     if (levels_.size() == 1) isSought_ = isKey(string);
     skipSpace();
     // A key alone stands for itself.
@@ -128,6 +129,7 @@ class OpenStepReader {
   }
 
   bool open(Level level, Place place) {
+    // Apple's reader calls itself for each level and refuses more than these.
     if (levels_.size() == maximumNesting) return false;
     levels_.push_back(level);
     place_ = place;

@@ -69,6 +69,7 @@ char32_t readUnit(Cursor& cursor) {
 // What is behind a "U". Two escapes may make one character.
 char32_t readHexadecimal(Cursor& cursor) {
   const char32_t unit = readUnit(cursor);
+  // Only looked at: where it is no second half, it stays to be read as an escape of its own.
   Cursor behind = cursor;
   if (isHighSurrogate(unit) && behind.accept("\\U")) {
     const char32_t next = readUnit(behind);
@@ -104,6 +105,7 @@ bool skipToQuote(CountingCursor& cursor, char quote) {
   while (true) {
     cursor.takeWhile([quote](char character) { return character != quote && character != '\\'; });
     if (!cursor.accept("\\")) return !cursor.isAtEnd();
+    // What is escaped may be the quote itself.
     if (cursor.isAtEnd()) return false;
     cursor.take(1);
   }
@@ -121,6 +123,7 @@ OpenStepString takeOpenStepString(CountingCursor& cursor) {
   if (mayStandUnquoted(quote)) return {cursor.takeWhile(mayStandUnquoted), Kind::plain};
   if (!cursor.acceptAny("\"'")) return {};
   const std::string_view begin = cursor.rest();
+  // Most strings hold nothing but ASCII and end here, without a look at each character.
   cursor.takeLength([quote](std::string_view piece) { return asciiLength(piece, quote, '\\'); });
   const bool isPlain = cursor.front() == quote;
   if (!isPlain && !skipToQuote(cursor, quote)) return {};

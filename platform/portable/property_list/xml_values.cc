@@ -53,6 +53,7 @@ bool isPropertyListInteger(CountingCursor content) {
   std::uint64_t value = 0;
   const std::string_view digits = content.takeWhile([&](char character) {
     const std::optional<unsigned> digit = hexadecimalValue(character);
+    // Asked before the digit is added, because the sum would already have gone round.
     if (!digit || *digit >= base || value > (maximum - *digit) / base) return false;
     value = value * base + *digit;
     return true;
