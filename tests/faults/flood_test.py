@@ -1,9 +1,11 @@
 """Abuses one at a time, connections that never authenticate, and a helper that runs out."""
 
 import contextlib
+import os
 import random
 import resource
 import select
+import signal
 import statistics
 import struct
 import subprocess
@@ -77,6 +79,24 @@ class Flood(AttackTestCase):
         tell(f"  version of a new connection: {quiet * 1000:.1f} ms in quiet, "
              f"{flooded * 1000:.1f} ms with five users who only connect: {flooded / quiet:.1f} times")
         self.new_log()
+
+    def test_crowd_of_one_user_is_let_in_before_another_user_or_its_subordinates_in_between(self):
+        USERS["alice's subordinate"] = 300000
+        Path("/etc/subuid").write_text("alice:300000:65536\n")
+        self.addCleanup(Path("/etc/subuid").unlink)
+        os.kill(self.helper, signal.SIGSTOP)
+        crowd = [self.connect(authenticate=False) for _ in range(100)]
+        subordinate, bob = (self.connect(user, authenticate=False)
+                            for user in ("alice's subordinate", "bob"))
+        for client in (*crowd, subordinate, bob):
+            client.send(abuses.LOGIN)
+        os.kill(self.helper, signal.SIGCONT)
+        let_in = []
+        for client in (bob, subordinate):
+            client.receive()
+            let_in.append(len(select.select(crowd, [], [], 0)[0]))
+        self.assertLess(let_in[0], 50)
+        self.assertGreater(let_in[1], 50)
 
     @staticmethod
     def median_seconds():
