@@ -1,5 +1,6 @@
 """How things are measured beside each other, and what becomes a row of the table."""
 
+import contextlib
 import os
 import statistics
 import subprocess
@@ -90,5 +91,6 @@ def pin(process=0):
     """Has a process, by default this one and its future children, run on one processor, which is
     the same for all, and before whatever else wants it."""
     for thread in map(int, os.listdir(f"/proc/{process or os.getpid()}/task")):
-        os.sched_setaffinity(thread, {max(os.sched_getaffinity(os.getpid()))})
-        os.setpriority(os.PRIO_PROCESS, thread, -20)
+        with contextlib.suppress(ProcessLookupError):  # a connection's, which has just ended
+            os.sched_setaffinity(thread, {max(os.sched_getaffinity(os.getpid()))})
+            os.setpriority(os.PRIO_PROCESS, thread, -20)
