@@ -4,10 +4,13 @@ import contextlib
 import itertools
 import os
 import shutil
+import signal
+import socket
 import stat
 import subprocess
 import sys
 import time
+import unittest
 from pathlib import Path
 
 from stage_support import (CLIENT_IDENTIFIER, HELPER, INTERFACE, SERVICE, SOCKET, Client,
@@ -199,6 +202,37 @@ class ForeignClients(StageTestCase):
             answer = client.call(**removal_request("userAgent|absent", order=">"))
         self.assertIn("absent is no longer present", answer[2])
         self.new_log()
+
+    @unittest.skipIf(tuple(map(int, os.uname().release.split(".")[:2])) < (6, 5),
+                     "the kernel tells nothing but the number")
+    def test_genuine_process_with_the_number_of_an_ended_client_gets_no_answer(self):
+        def fork(number, routine):
+            Path("/proc/sys/kernel/ns_last_pid").write_text(str(number - 1))
+            if not (process := os.fork()):
+                routine()
+                os._exit(0)
+            self.assertEqual(process, number)
+
+        for number, is_known in ((10000, True), (20000, False)):
+            if not is_known:
+                os.kill(self.helper, signal.SIGSTOP)
+            ours, theirs = socket.socketpair()
+            fork(number, lambda: socket.send_fds(
+                theirs, [b"."], [(client := Client("root", authenticate=is_known)).fileno()]))
+            client = Client.__new__(Client)
+            client.socket = socket.socket(fileno=socket.recv_fds(ours, 1, 1)[1][0])
+            client.socket.settimeout(30)
+            client.buffer, client.serial = b"", 0
+            os.waitpid(number, 0)
+            fork(number, signal.pause)
+            os.kill(self.helper, signal.SIGCONT)
+            with self.subTest(is_known=is_known), self.assertRaises(ConnectionError):
+                if not is_known:
+                    client.authenticate(0)
+                client.version()
+            os.kill(number, signal.SIGKILL)
+            os.waitpid(number, 0)
+            client.socket.close()
 
     def test_each_connection_keeps_its_own_user(self):
         with Client("alice") as alice, Client("bob") as bob:
