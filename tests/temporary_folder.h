@@ -18,7 +18,7 @@ class TemporaryFolder {
     if (::mkdtemp(pattern.data()) == nullptr) {
       throw std::system_error(errno, std::generic_category(), "mkdtemp");
     }
-    path_ = pattern;
+    path_ = std::filesystem::canonical(pattern);  // where /tmp is a link, walks without links fail
   }
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
