@@ -1,12 +1,14 @@
 # Bash completion for velmoractl. Source it, or install it under the name "velmoractl" in
 # share/bash-completion/completions.
 
-# The value of MEMBER in each object that velmoractl prints for the command that follows. Keys,
-# ids and labels are letters, digits and ".", "_", "-", "|" only.
-_velmoractl_values() {
+# Makes the caller's choices the value of MEMBER in each object that velmoractl prints for the command
+# that follows. Keys, ids and labels are letters, digits and ".", "_", "-", "|" only. In words that
+# macOS's bash 3.2 knows.
+_velmoractl_choose_values() {
   local line pattern="[,{]\"$1\":\"([^\"]*)\""
+  choices=()
   while IFS= read -r line; do
-    if [[ $line =~ $pattern ]]; then echo "${BASH_REMATCH[1]}"; fi
+    if [[ $line =~ $pattern ]]; then choices+=("${BASH_REMATCH[1]}"); fi
   done < <(velmoractl "${@:2}" --json 2>/dev/null)
 }
 
@@ -26,7 +28,7 @@ _velmoractl() {
     remove)
       choices=(--yes --dry-run --wait --json --help)
       if [[ $current != -* ]]; then
-        mapfile -t choices < <(_velmoractl_values key list)
+        _velmoractl_choose_values key list
         choices=("${choices[@]/|//}") # a "|" would need quotes
       fi
       ;;
@@ -36,7 +38,7 @@ _velmoractl() {
         list) choices=(--json --help) ;;
         restore)
           choices=(--yes --load --help)
-          if [[ $current != -* ]]; then mapfile -t choices < <(_velmoractl_values id archive list); fi
+          if [[ $current != -* ]]; then _velmoractl_choose_values id archive list; fi
           ;;
       esac
       ;;

@@ -1,9 +1,9 @@
 #include "platform/text.h"
 
-#include <algorithm>
 #include <stdexcept>
 
 #include "platform/darwin/foundation_text.h"
+#include "platform/portable/text/scalars.h"
 #include "platform/utf8.h"
 
 namespace velmora {
@@ -13,24 +13,10 @@ namespace {
 // number. No label has so many.
 constexpr std::size_t mostMarksInARow = 256;
 
-// Calls `visit` with each scalar of `text`, and the part that it is, until it says false. Returns
-// whether it never did.
-template <typename Visit>
-bool everyScalar(std::string_view text, Visit visit) {
-  while (!text.empty()) {
-    const Scalar scalar = firstScalar(text);
-    if (!visit(scalar.value, text.substr(0, scalar.length))) return false;
-    text.remove_prefix(scalar.length);
-  }
-  return true;
-}
-
-bool hasFewMarksInARow(std::string_view text) {
+bool canBeOrdered(std::string_view text) {
   NSCharacterSet* marks = [NSCharacterSet nonBaseCharacterSet];
-  std::size_t inARow = 0;
-  return everyScalar(text, [&](char32_t value, std::string_view /*part*/) {
-    inARow = [marks longCharacterIsMember:value] ? inARow + 1 : 0;
-    return inARow <= mostMarksInARow;
+  return hasFewMarksInARow(text, mostMarksInARow, [&](char32_t value) {
+    return [marks longCharacterIsMember:value] == YES;
   });
 }
 
@@ -47,7 +33,7 @@ std::string trimWhitespaceAndNewlines(std::string_view text) {
 std::string canonicalForm(std::string_view text) {
   if (!isUTF8(text)) throw std::invalid_argument("the text is not UTF-8");
   @autoreleasepool {
-    if (!hasFewMarksInARow(text)) return std::string(text);
+    if (!canBeOrdered(text)) return std::string(text);
     return utf8Text([foundationText(text) decomposedStringWithCanonicalMapping]);
   }
 }

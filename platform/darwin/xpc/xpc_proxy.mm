@@ -3,13 +3,14 @@
 #include <dispatch/dispatch.h>
 
 #include <atomic>
+#include <memory>
 #include <utility>
 
-#include "platform/code_requirement_text.h"
-#include "platform/code_signing.h"
 #include "platform/darwin/foundation_text.h"
 #include "platform/darwin/xpc/connection_setup.h"
+#include "platform/darwin/xpc/requirement_on_helper.h"
 #include "platform/portable/contained.h"
+#include "platform/portable/xpc/unanswered_call.h"
 #include "platform/xpc.h"
 #import "protocol/objc/VelmoraMaintenanceHelperXPC.h"
 #include "protocol/operations.h"
@@ -18,23 +19,6 @@ namespace velmora {
 namespace {
 
 using Helper = id<VelmoraMaintenanceHelperXPC>;
-
-// What the helper may take beyond a budget to stop a tool, and to get round to answering.
-constexpr double slackSeconds = 30;
-
-// Who the helper has to be: of this client's own team. Without a team no helper lets the client in.
-std::string requirementOnHelper(const std::string& machServiceName) {
-  const std::optional<Code> self = codeCopySelf();
-  const std::optional<StaticCode> onDisk = self ? codeCopyStaticCode(*self) : std::nullopt;
-  const auto information = onDisk ? codeCopySigningInformation(*onDisk) : std::nullopt;
-  const std::string team = information ? information->teamIdentifier.value_or("") : "";
-  const auto requirement = codeRequirementText(machServiceName, team);
-  if (!requirement) {
-    throw XPCConnectionError(
-        "This program is not signed by a development team, so the helper would not let it in.");
-  }
-  return *requirement;
-}
 
 std::optional<std::string> textOrNothing(NSString* text) {
   return text == nil ? std::nullopt : std::optional(utf8Text(text));
@@ -63,15 +47,6 @@ void store(Answer* answer, BOOL ok, NSData* data, NSString* text) {
     answer->text = textOrNothing(text);
     answer->isThere = true;
   });
-}
-
-// A service that launchd does not know makes the connection invalid before anything has been
-// answered; a helper that lets nobody in, or that ends, interrupts it.
-XPCConnectionError::Cause causeOf(NSInteger errorCode, bool hasAnswered) {
-  using Cause = XPCConnectionError::Cause;
-  if (errorCode == NSXPCConnectionInterrupted) return Cause::endOfConnection;
-  if (errorCode != NSXPCConnectionInvalid) return Cause::other;
-  return hasAnswered ? Cause::endOfConnection : Cause::notReached;
 }
 
 class Proxy final : public VelmoraMaintenanceHelperXPC {
@@ -139,21 +114,24 @@ class Proxy final : public VelmoraMaintenanceHelperXPC {
     @autoreleasepool {
       Answer answer;
       Answer* const stored = &answer;
-      const auto hasEnded = endConnectionAfter(budgetSeconds + slackSeconds);
+      const auto state = endConnectionAfter(budgetSeconds + answerSlackSeconds);
       // The reply block or the error handler has been called when the call returns.
       send([connection_ synchronousRemoteObjectProxyWithErrorHandler:^(NSError* error) {
              stored->errorCode = [error code];
              contained([&] { stored->text = utf8Text([error localizedDescription]); });
            }],
            stored);
-      *hasEnded = true;
+      const bool isOverTime = state->exchange(Waiting::hasEnded) == Waiting::isOverTime;
       if (answer.isThere) {
         hasAnswered_ = true;
         return answer;
       }
       throw XPCConnectionError(
           "The helper gave no answer: " + answer.text.value_or("the connection ended") + ".",
-          causeOf(answer.errorCode, hasAnswered_));
+          causeOf({.isInterrupted = answer.errorCode == NSXPCConnectionInterrupted,
+                   .isInvalid = answer.errorCode == NSXPCConnectionInvalid,
+                   .isOverTime = isOverTime},
+                  hasAnswered_));
     }
   }
 
@@ -167,16 +145,21 @@ class Proxy final : public VelmoraMaintenanceHelperXPC {
     std::move(reply)(answer.ok, std::move(answer.text));
   }
 
-  // Ends the connection, and so the wait for its answer, unless the returned flag is set in time.
-  std::shared_ptr<std::atomic<bool>> endConnectionAfter(double seconds) {
-    auto hasEnded = std::make_shared<std::atomic<bool>>(false);
+  enum class Waiting { forAnswer, hasEnded, isOverTime };
+
+  // Ends the connection, and with it the wait for an answer, unless that has ended before.
+  std::shared_ptr<std::atomic<Waiting>> endConnectionAfter(double seconds) {
+    auto state = std::make_shared<std::atomic<Waiting>>(Waiting::forAnswer);
     NSXPCConnection* connection = connection_;
     const auto nanoseconds = static_cast<std::int64_t>(seconds * NSEC_PER_SEC);
     dispatch_after(dispatch_time(DISPATCH_TIME_NOW, nanoseconds),
                    dispatch_get_global_queue(QOS_CLASS_DEFAULT, 0), ^{
-                     if (!*hasEnded) [connection invalidate];
+                     Waiting expected = Waiting::forAnswer;
+                     if (state->compare_exchange_strong(expected, Waiting::isOverTime)) {
+                       [connection invalidate];
+                     }
                    });
-    return hasEnded;
+    return state;
   }
 
   NSXPCConnection* const connection_;

@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "platform/portable/text/ascii.h"
+#include "platform/portable/text/scalars.h"
 #include "platform/utf8.h"
 
 namespace velmora {
@@ -86,13 +87,10 @@ std::string lowercased(std::string_view text) {
 }
 
 bool isAlphanumericExcept(std::string_view text, std::string_view others) {
-  for (std::size_t at = 0; at < text.size();) {
-    const Scalar scalar = firstScalar(text.substr(at));
-    const bool other = scalar.length == 1 && others.find(text[at]) != std::string_view::npos;
-    if (!other && !isAlphanumeric(scalar.value)) return false;
-    at += scalar.length;
-  }
-  return true;
+  return everyScalar(text, [&](char32_t value, std::string_view part) {
+    return (part.size() == 1 && others.find(part) != std::string_view::npos) ||
+           isAlphanumeric(value);
+  });
 }
 
 bool beginsWithCharacter(std::string_view text, char character) {

@@ -7,14 +7,12 @@
 
 #include "platform/file_descriptor.h"
 #include "platform/linux/xpc/bus.h"
+#include "platform/portable/xpc/unanswered_call.h"
 #include "platform/xpc.h"
 #include "protocol/operations.h"
 
 namespace velmora {
 namespace {
-
-// What the helper may take beyond a budget to stop a tool, and to get round to answering.
-constexpr double slackSeconds = 30;
 
 [[noreturn]] void refuse(int code) {
   if (code == ECONNRESET || code == EPIPE || code == ENOTCONN) {
@@ -106,7 +104,7 @@ class Proxy final : public VelmoraMaintenanceHelperXPC {
 
   BusMessage call(BusMessage message, double budgetSeconds) {
     // Without a limit of its own the library gives up after 25 seconds.
-    const auto limit = static_cast<std::uint64_t>((budgetSeconds + slackSeconds) * 1e6);
+    const auto limit = static_cast<std::uint64_t>((budgetSeconds + answerSlackSeconds) * 1e6);
     sd_bus_message* answer = nullptr;
     check(::sd_bus_call(bus_.get(), message.get(), limit, nullptr, &answer));
     return BusMessage(answer);

@@ -8,6 +8,8 @@ final class MaintenanceClientTests: XCTestCase {
         let helper = FakeHelper(
             .done, .says(VelmoraOperationAlreadyRunningMessage),
             .says("purge exited with status 1"), .nothing, .removed("[\"userAgent|org.example.x\"]"))
+        // The compiler may let go of the helper, and its listener, after its last use.
+        defer { withExtendedLifetime(helper) {} }
         let client = MaintenanceClient(endpoint: helper.endpoint)
 
         let version = try await client.protocolVersion()
