@@ -40,9 +40,31 @@ find_package(Threads REQUIRED)
 target_link_libraries(velmora_build_options INTERFACE Threads::Threads)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
+# Most of the time in which a file is compiled, the standard library's headers are read. Off in the
+# presets in which a forgotten #include has to show: tidy, and darwin-cross for the other library.
+option(VELMORA_PRECOMPILED_HEADERS "Read the most used headers once for all files" OFF)
+
+# Gives TARGET the headers that OWNER, the first of its kind, has precompiled, or makes it the owner.
+function(velmora_precompile target owner)
+  if(NOT VELMORA_PRECOMPILED_HEADERS)
+    return()
+  elseif(TARGET ${owner} AND NOT target STREQUAL owner)
+    target_precompile_headers(${target} REUSE_FROM ${owner})
+    # No target has precompiled them for another language.
+    get_target_property(sources ${target} SOURCES)
+    list(FILTER sources INCLUDE REGEX "\\.mm$")
+    set_source_files_properties(${sources} PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
+  else()
+    target_precompile_headers(${target} PRIVATE <algorithm> <array> <chrono> <condition_variable>
+      <filesystem> <functional> <memory> <mutex> <optional> <string> <string_view>
+      <system_error> <thread> <utility> <variant> <vector> ${ARGN})
+  endif()
+endfunction()
+
 # One library per room: velmora_room(NAME [FILES…] LINKS LIBRARIES…).
 function(velmora_room name)
   cmake_parse_arguments(ROOM "" "" "FILES;LINKS" ${ARGN})
   add_library(velmora_${name} STATIC ${ROOM_FILES})
   target_link_libraries(velmora_${name} PUBLIC ${ROOM_LINKS} PRIVATE velmora_build_options)
+  velmora_precompile(velmora_${name} velmora_portable)
 endfunction()
