@@ -1,6 +1,7 @@
 // The adapters for Apple's services on GNUstep's Foundation, with doubles of NSXPC, Security and
 // os_log. Not seen here: ownership, since GNUstep's runtime knows no ARC, and what Apple's own do.
 #import <Foundation/Foundation.h>
+#include <Security/Security.h>
 #include <gtest/gtest.h>
 
 #include <future>
@@ -11,6 +12,7 @@
 #include "front/maintenance_helper_listener_delegate.h"
 #include "front/maintenance_helper_service.h"
 #include "front/operation_lock.h"
+#include "platform/code_inspection.h"
 #include "platform/code_signing.h"
 #include "platform/darwin/foundation_text.h"
 #include "platform/darwin/xpc/exported_object.h"
@@ -262,6 +264,30 @@ TEST_F(Adapters, clientWaitsForEverOrTakesNoAnswerForOne) {
   EXPECT_TRUE(doubles.events.ends_with("resume limit:85 invalidate invalidate ")) << doubles.events;
   doubles.team.clear();
   EXPECT_NE(descriptionRaisedIn(ask), "");
+}
+
+TEST_F(Adapters, doctorTakesOneFaultOfASignatureForAnother) {
+  using Verdict = CodeInspection::Verdict;
+  for (const auto& [status, verdict] : {std::pair(OSStatus{errSecSuccess}, Verdict::valid),
+                                        {errSecCSUnsigned, Verdict::unsignedCode},
+                                        {errSecCSSignatureFailed, Verdict::altered},
+                                        {errSecCSBadResource, Verdict::altered},
+                                        {-1, Verdict::untrusted}}) {
+    doubles.validity = status;
+    const CodeInspection code = inspectCode("/a b");
+    EXPECT_EQ(code.verdict, verdict) << status;
+    EXPECT_EQ(code.identifier + " " + code.teamIdentifier.value_or(""), "its own TEAM");
+    EXPECT_EQ(codeSatisfies("/a b", "true"), status == errSecSuccess);
+  }
+  EXPECT_TRUE(doubles.events.ends_with("text[true] 6:0 path[/a b] 5:0 required 3:0 "));
+  for (const int failing : {4, 5}) {
+    doubles.failingSecurityCall = failing;
+    EXPECT_EQ(inspectCode("/a b").verdict, Verdict::unreadable);
+  }
+  EXPECT_FALSE(codeSatisfies("/a b", "true"));
+  doubles.failingSecurityCall = 6;
+  EXPECT_NE(descriptionRaisedIn([] { (void)codeSatisfies("/a b", "("); }), "");
+  EXPECT_EQ(doubles.securityObjects, 0);
 }
 
 TEST_F(Adapters, identifierRepeatsOrIsNotInCanonicalForm) {

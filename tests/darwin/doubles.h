@@ -10,6 +10,7 @@ struct Doubles {
   std::string log;            // each entry: subsystem, category, type, format, text
   std::string team = "TEAM";  // of this process; none when empty
   int failingSecurityCall = 0;
+  int validity = 0;         // what the check of a signature ends with
   int securityObjects = 0;  // handed out and not released
   NSXPCConnection* currentConnection = nil;
   id<NSXPCListenerDelegate> listenerDelegate = nil;

@@ -93,7 +93,10 @@ OSStatus handOut(bool succeeds, Reference* reference, const void* object) {
 }
 @end
 
+static NSString* const identifierKey = @"identifier";
 static NSString* const teamKey = @"teamid";
+const CFStringRef kSecCodeInfoIdentifier =
+    static_cast<CFStringRef>(static_cast<const void*>(identifierKey));
 const CFStringRef kSecCodeInfoTeamIdentifier =
     static_cast<CFStringRef>(static_cast<const void*>(teamKey));
 
@@ -109,15 +112,27 @@ OSStatus SecCodeCopyStaticCode(SecCodeRef /*code*/, std::uint32_t flags,
 }
 OSStatus SecStaticCodeCheckValidity(SecStaticCodeRef /*staticCode*/, std::uint32_t flags,
                                     SecRequirementRef requirement) {
-  return securityCall(3, flags) && requirement == nullptr ? errSecSuccess : -1;
+  if (requirement != nullptr) note("required");
+  return securityCall(3, flags) ? doubles.validity : -1;
 }
 OSStatus SecCodeCopySigningInformation(SecStaticCodeRef /*code*/, std::uint32_t flags,
                                        CFDictionaryRef* information) {
   NSString* team = [NSString stringWithUTF8String:doubles.team.c_str()];
-  NSDictionary* values = [team length] == 0
-                             ? [NSDictionary dictionary]
-                             : [[NSDictionary alloc] initWithObjectsAndKeys:team, teamKey, nil];
+  NSDictionary* values =
+      [team length] == 0 ? [NSDictionary dictionary]
+                         : [[NSDictionary alloc] initWithObjectsAndKeys:team, teamKey, @"its own",
+                                                                        identifierKey, nil];
   return handOut(securityCall(4, flags), information, values);
+}
+OSStatus SecStaticCodeCreateWithPath(CFURLRef path, std::uint32_t flags,
+                                     SecStaticCodeRef* staticCode) {
+  note("path", [static_cast<NSURL*>(static_cast<const void*>(path)) path]);
+  return handOut(securityCall(5, flags), staticCode, "file");
+}
+OSStatus SecRequirementCreateWithString(CFStringRef text, std::uint32_t flags,
+                                        SecRequirementRef* requirement) {
+  note("text", static_cast<NSString*>(static_cast<const void*>(text)));
+  return handOut(securityCall(6, flags), requirement, "requirement");
 }
 
 os_log_t os_log_create(const char* subsystem, const char* category) {

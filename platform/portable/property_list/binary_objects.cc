@@ -37,15 +37,19 @@ bool BinaryObjects::readTrailer() {
   if (!canExceed(referenceSize_, objectCount_) || !canExceed(offsetSize_, tableOffset_)) {
     return false;
   }
-  topLevel_ = offsetOf(topLevelNumber);
+  topLevel_ = topLevelNumber;
   return checkOffsets();
 }
 
-bool BinaryObjects::checkOffsets() const {
+bool BinaryObjects::checkOffsets() {
+  std::size_t last = 0;
   for (std::size_t number = 0; number < objectCount_; ++number) {
     // A table of a whole file's size is as much work as reading the file.
     progress_.count(sizeof(std::uint64_t));
-    if (offsetOf(number) >= tableOffset_) return false;
+    const std::size_t offset = offsetOf(number);
+    if (offset >= tableOffset_) return false;
+    areInOrder_ = areInOrder_ && offset > last;
+    last = offset;
   }
   return true;
 }

@@ -2,8 +2,10 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -34,15 +36,21 @@ class BinaryObjects {
   bool readTrailer();
 
   std::size_t count() const { return objectCount_; }
-  std::size_t topLevel() const { return topLevel_; }
+  std::size_t topLevel() const { return topLevel_; }  // its number
+  // Whether each object begins behind the one of the number before.
+  bool areInOrder() const { return areInOrder_; }
   std::size_t end() const { return tableOffset_; }
   std::size_t referenceSize() const { return referenceSize_; }
 
-  // The offset of the object that the reference at `reference` means; end() when there is none.
-  std::size_t offsetAt(std::size_t reference) const {
+  // The number of the object that the reference at `reference` means; count() when there is none.
+  std::size_t numberAt(std::size_t reference) const {
     progress_.count(2 * sizeof(std::uint64_t));
     const std::uint64_t number = integerAt(reference, referenceSize_);
-    return number < objectCount_ ? offsetOf(number) : end();
+    return std::min<std::uint64_t>(number, objectCount_);
+  }
+
+  std::size_t offsetOf(std::size_t number) const {
+    return integerAt(tableOffset_ + number * offsetSize_, offsetSize_);
   }
 
   // The object at `offset`; unsound when it lies in the header or at the end, is of no known kind,
@@ -57,7 +65,7 @@ class BinaryObjects {
   bool is(const BinaryObject& string, std::string_view key) const;
 
  private:
-  bool checkOffsets() const;
+  bool checkOffsets();
   BinaryObject fixedObject(std::size_t offset, std::size_t size) const;
   BinaryObject utf16String(std::size_t offset) const;
   BinaryObject uniqueIdentifier(std::size_t offset) const;
@@ -68,22 +76,13 @@ class BinaryObjects {
     return bytes_.substr(object.content, object.end - object.content);
   }
 
-  std::size_t offsetOf(std::size_t number) const {
-    return integerAt(tableOffset_ + number * offsetSize_, offsetSize_);
-  }
-
-  // Most significant byte first. All but the last eight bytes are passed over.
+  // Most significant byte first. All but the last eight bytes are passed over; the header stands
+  // before all integers, so eight that end with this one can be read in one go.
   std::uint64_t integerAt(std::size_t at, std::size_t size) const {
-    const auto byte = [this](std::size_t index) -> std::uint64_t {
-      return static_cast<unsigned char>(bytes_[index]);
-    };
-    if (size == 1) return byte(at);
-    if (size == 2) return byte(at) << 8 | byte(at + 1);
     std::uint64_t value = 0;
-    for (std::size_t index = size - std::min<std::size_t>(size, 8); index < size; ++index) {
-      value = value << 8 | byte(at + index);
-    }
-    return value;
+    std::memcpy(&value, bytes_.data() + at + size - sizeof value, sizeof value);
+    if constexpr (std::endian::native == std::endian::little) value = __builtin_bswap64(value);
+    return size >= sizeof value ? value : value & ((std::uint64_t{1} << (8 * size)) - 1);
   }
 
   const std::string_view bytes_;
@@ -92,6 +91,7 @@ class BinaryObjects {
   std::size_t referenceSize_ = 0;
   std::size_t objectCount_ = 0;
   std::size_t topLevel_ = 0;
+  bool areInOrder_ = true;
   std::size_t tableOffset_ = 0;
 };
 

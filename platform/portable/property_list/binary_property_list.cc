@@ -13,14 +13,15 @@ namespace {
 
 using Outcome = PropertyListString::Outcome;
 
-// Follows every reference from the top level on. Offset is a type that holds one.
-template <typename Offset>
+// Follows every reference from the top level on. Number is a type that holds one of an object, or
+// of a byte.
+template <typename Number>
 class ObjectChecker {
  public:
   ObjectChecker(const BinaryObjects& objects, ReadingProgress& progress)
       : objects_(objects),
         progress_(progress),
-        states_(2 * objects.end()),
+        states_(2 * (objects.areInOrder() ? objects.count() : objects.end())),
         uncheckedBytes_(objects.end()) {
     // No more can be open at a time: each takes its bytes of the unchecked ones.
     open_.reserve(std::min(objects.count(), objects.end() / (1 + objects.referenceSize()) + 1));
@@ -28,16 +29,17 @@ class ObjectChecker {
 
   // Whether all objects reached are sound, and none contains itself.
   bool check() {
-    if (!enter(objects_.topLevel())) return false;
+    if (!enter(objects_.topLevel(), false)) return false;
     while (!open_.empty()) {
       OpenContainer& container = open_.back();
       if (container.next == end_) {
         leave();
         continue;
       }
-      const std::size_t offset = objects_.offsetAt(container.next);
-      container.next += static_cast<Offset>(objects_.referenceSize());
-      if (offset == objects_.end() || !enter(offset)) return false;
+      const bool isKey = container.next < endOfKeys_;
+      const std::size_t number = objects_.numberAt(container.next);
+      container.next += static_cast<Number>(objects_.referenceSize());
+      if (number == objects_.count() || !enter(number, isKey)) return false;
     }
     return true;
   }
@@ -46,57 +48,65 @@ class ObjectChecker {
   // A container of which the references up to `next` have been followed. Where it ends is found
   // again, since a hostile file can leave one open for every five of its bytes.
   struct OpenContainer {
-    Offset offset;
-    Offset next;
+    Number number;
+    Number next;
   };
 
-  // Checks the object itself, unless that has been done; a container is left open.
-  bool enter(std::size_t offset) {
-    if (states_[2 * offset]) return !states_[2 * offset + 1];
+  // Checks the object itself, unless that has been done; a container is left open. Apple's reader
+  // refuses one as a key.
+  bool enter(std::size_t number, bool isKey) {
+    const std::size_t offset = objects_.offsetOf(number);
+    // An object that several numbers mean is one object. Where each has its own, their states stand
+    // closer together by number.
+    const std::size_t state = 2 * (objects_.areInOrder() ? number : offset);
+    if (states_[state] && !isKey) return !states_[state + 1];
     const BinaryObject object = objects_.object(offset);
+    if (isKey && object.isContainer()) return false;
+    if (states_[state]) return true;
     // Else objects that overlap could take a time that grows with the square of the file.
     if (!object.isSound() || object.end - offset > uncheckedBytes_) return false;
     uncheckedBytes_ -= object.end - offset;
-    states_[2 * offset] = true;
+    states_[state] = true;
     if (!object.isContainer()) return true;
-    states_[2 * offset + 1] = true;
-    open_.push_back({static_cast<Offset>(offset), static_cast<Offset>(object.content)});
-    end_ = object.end;
-    return object.kind != BinaryObject::Kind::dictionary || hasPlainKeys(object);
+    states_[state + 1] = true;
+    open_.push_back({static_cast<Number>(number), static_cast<Number>(object.content)});
+    lookAt(object);
+    return true;
   }
 
   void leave() {
-    states_[2 * std::size_t{open_.back().offset} + 1] = false;
+    const std::size_t number = open_.back().number;
+    states_[2 * (objects_.areInOrder() ? number : objects_.offsetOf(number)) + 1] = false;
     open_.pop_back();
     progress_.count(sizeof(OpenContainer));
-    if (!open_.empty()) end_ = objects_.object(open_.back().offset).end;
+    if (!open_.empty()) lookAt(objects_.object(objects_.offsetOf(open_.back().number)));
   }
 
-  // Whether no key is a container, which Apple's reader refuses.
-  bool hasPlainKeys(const BinaryObject& dictionary) const {
-    for (std::size_t entry = 0; entry < dictionary.count; ++entry) {
-      const BinaryObject key =
-          objects_.object(objects_.offsetAt(dictionary.content + entry * objects_.referenceSize()));
-      if (!key.isSound() || key.isContainer()) return false;
+  void lookAt(const BinaryObject& container) {
+    end_ = container.end;
+    endOfKeys_ = container.content;
+    if (container.kind == BinaryObject::Kind::dictionary) {
+      endOfKeys_ += container.count * objects_.referenceSize();
     }
-    return true;
   }
 
   const BinaryObjects& objects_;
   ReadingProgress& progress_;
-  std::vector<bool> states_;  // for each offset, whether its object has been seen, and is open
+  std::vector<bool> states_;  // for each object, whether it has been seen, and is open
   std::vector<OpenContainer> open_;
-  std::size_t end_ = 0;  // of the container that was opened last
+  std::size_t endOfKeys_ = 0;  // of the container that was opened last
+  std::size_t end_ = 0;
   std::size_t uncheckedBytes_;
 };
 
 // All references of the top level have been checked.
 PropertyListString find(std::string_view key, const BinaryObjects& objects) {
-  const BinaryObject topLevel = objects.object(objects.topLevel());
+  const BinaryObject topLevel = objects.object(objects.offsetOf(objects.topLevel()));
   if (topLevel.kind != BinaryObject::Kind::dictionary) return {Outcome::notADictionary, {}};
   PropertyListString sought{Outcome::missing, {}};
   const auto referenced = [&](std::size_t index) {
-    return objects.object(objects.offsetAt(topLevel.content + index * objects.referenceSize()));
+    const std::size_t reference = topLevel.content + index * objects.referenceSize();
+    return objects.object(objects.offsetOf(objects.numberAt(reference)));
   };
   for (std::size_t entry = 0; entry < topLevel.count; ++entry) {
     const BinaryObject name = referenced(entry);

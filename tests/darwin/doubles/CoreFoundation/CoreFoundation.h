@@ -4,5 +4,6 @@
 typedef const void* CFTypeRef;
 typedef const struct DoubleString* CFStringRef;
 typedef const struct DoubleDictionary* CFDictionaryRef;
+typedef const struct DoubleURL* CFURLRef;
 
 void CFRelease(CFTypeRef object);

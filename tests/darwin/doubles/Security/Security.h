@@ -12,8 +12,14 @@ typedef const struct DoubleStaticCode* SecStaticCodeRef;
 typedef const struct DoubleRequirement* SecRequirementRef;
 
 enum : std::uint32_t { kSecCSDefaultFlags = 0, kSecCSSigningInformation = 2 };
-enum : OSStatus { errSecSuccess = 0 };
+enum : OSStatus {
+  errSecSuccess = 0,
+  errSecCSBadResource = -67054,
+  errSecCSSignatureFailed = -67061,
+  errSecCSUnsigned = -67062
+};
 
+extern const CFStringRef kSecCodeInfoIdentifier;
 extern const CFStringRef kSecCodeInfoTeamIdentifier;
 
 OSStatus SecCodeCopySelf(std::uint32_t flags, SecCodeRef* self);
@@ -22,3 +28,7 @@ OSStatus SecStaticCodeCheckValidity(SecStaticCodeRef staticCode, std::uint32_t f
                                     SecRequirementRef requirement);
 OSStatus SecCodeCopySigningInformation(SecStaticCodeRef code, std::uint32_t flags,
                                        CFDictionaryRef* information);
+OSStatus SecStaticCodeCreateWithPath(CFURLRef path, std::uint32_t flags,
+                                     SecStaticCodeRef* staticCode);
+OSStatus SecRequirementCreateWithString(CFStringRef text, std::uint32_t flags,
+                                        SecRequirementRef* requirement);
