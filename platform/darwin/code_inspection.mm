@@ -2,11 +2,6 @@
 
 #import <Foundation/Foundation.h>
 #include <Security/Security.h>
-#include <mach-o/dyld.h>
-
-#include <array>
-#include <climits>
-#include <cstdint>
 
 #include "platform/darwin/foundation_text.h"
 #include "platform/darwin/owned_reference.h"
@@ -73,12 +68,6 @@ bool codeSatisfies(const std::filesystem::path& executable, const std::string& r
     return open(executable, code) && SecStaticCodeCheckValidity(code.get(), kSecCSDefaultFlags,
                                                                 parsed.get()) == errSecSuccess;
   }
-}
-
-std::filesystem::path executableOfThisProcess() {
-  std::array<char, PATH_MAX> path{};
-  std::uint32_t size = path.size();
-  return ::_NSGetExecutablePath(path.data(), &size) == 0 ? path.data() : "";
 }
 
 }  // namespace velmora

@@ -17,7 +17,6 @@
 #include "platform/darwin/foundation_text.h"
 #include "platform/darwin/xpc/exported_object.h"
 #include "platform/text.h"
-#include "platform/uuid.h"
 #include "platform/xpc.h"
 #include "protocol/build_constants.h"
 #include "protocol/operations.h"
@@ -288,13 +287,6 @@ TEST_F(Adapters, doctorTakesOneFaultOfASignatureForAnother) {
   doubles.failingSecurityCall = 6;
   EXPECT_NE(descriptionRaisedIn([] { (void)codeSatisfies("/a b", "("); }), "");
   EXPECT_EQ(doubles.securityObjects, 0);
-}
-
-TEST_F(Adapters, identifierRepeatsOrIsNotInCanonicalForm) {
-  const std::string uuid = uuidString();
-  EXPECT_EQ(uuid.size(), 36U);
-  EXPECT_EQ(uuid.find_first_not_of("0123456789ABCDEF-"), std::string::npos);
-  EXPECT_NE(uuid, uuidString());
 }
 
 // Where GNUstep is Foundation's like. It is not in these: it drops a byte-order mark from UTF-16 as

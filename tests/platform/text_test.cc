@@ -48,14 +48,6 @@ TEST(Text, canonicalFormTellsEquivalentTextsApartOrDifferentOnesNot) {
   for (const auto& [a, b] : different) EXPECT_NE(canonicalForm(a), canonicalForm(b)) << a;
 }
 
-TEST(Text, labelPassesInCapitalsOrWithOtherCharacters) {
-  EXPECT_EQ(lowercased("COM.\u212A\u03A3"), "com.k\u03C3");
-  EXPECT_TRUE(isAlphanumericExcept("aZ09._-\u00E4e\u0301", "._-"));
-  for (const std::string& text : {"|"s, "\0"s, "\u0378"s, "\xFF"s}) {
-    EXPECT_FALSE(isAlphanumericExcept("a" + text + "a", "._-")) << testing::PrintToString(text);
-  }
-}
-
 // clang-format on
 
 TEST(Text, userPerceivedCharactersAreCutApartOrRunTogether) {
