@@ -40,11 +40,11 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 # presets in which a forgotten #include has to show: tidy, and darwin-cross for the other library.
 option(VELMORA_PRECOMPILED_HEADERS "Read the most used headers once for all files" OFF)
 
-# Gives TARGET the headers that OWNER, the first of its kind, has precompiled, or makes it the owner.
+# Gives TARGET the headers that OWNER, the first of its kind, precompiles: these, and what follows.
 function(velmora_precompile target owner)
   if(NOT VELMORA_PRECOMPILED_HEADERS)
     return()
-  elseif(TARGET ${owner} AND NOT target STREQUAL owner)
+  elseif(NOT target STREQUAL owner)
     target_precompile_headers(${target} REUSE_FROM ${owner})
     # No target has precompiled them for another language.
     get_target_property(sources ${target} SOURCES)

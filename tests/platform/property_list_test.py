@@ -130,6 +130,10 @@ class Cases(unittest.TestCase):
                          [b"\x64\xD8\0\xD8\x3D\xDE\0\xDC\0"])
         self.assert_each(A, binary_entry, [b"\x55Label", b"\x56Labels"])
         self.assert_each(NO_DICTIONARY, binary_entry, [b"\x10\1"])
+        self.assert_each(found(32 * "a"), lambda two: binary([  # by two numbers
+            b"\x55Label", b"\x51k", b"", two, b"\xD2\0\1\2\3"], 4), [b"\x5F\x10\x20" + 32 * b"a"])
+        self.assert_each(REFUSED, lambda key: binary([  # first seen as a value
+            b"\x55Label", b"\x51a", key, b"\xD1\2\1", b"\x51k", b"\xD3\0\4\1\1\2\3"], 5), [b"\xA0"])
         self.assert_each(REFUSED, binary_entry, [b"\xA0", b"\xB0", b"\xA1\xFF", b"\x4F\x20\1z",
                                                  b"\x60", b"\x6F\x10\0"])
 

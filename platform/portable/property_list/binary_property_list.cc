@@ -55,14 +55,13 @@ class ObjectChecker {
   // Checks the object itself, unless that has been done; a container is left open. Apple's reader
   // refuses one as a key.
   bool enter(std::size_t number, bool isKey) {
+    const std::size_t state = stateOf(number);
+    const bool isSeen = states_[state];
+    if (isSeen && !isKey) return !states_[state + 1];
     const std::size_t offset = objects_.offsetOf(number);
-    // An object that several numbers mean is one object. Where each has its own, their states stand
-    // closer together by number.
-    const std::size_t state = 2 * (objects_.areInOrder() ? number : offset);
-    if (states_[state] && !isKey) return !states_[state + 1];
     const BinaryObject object = objects_.object(offset);
     if (isKey && object.isContainer()) return false;
-    if (states_[state]) return true;
+    if (isSeen) return true;
     // Else objects that overlap could take a time that grows with the square of the file.
     if (!object.isSound() || object.end - offset > uncheckedBytes_) return false;
     uncheckedBytes_ -= object.end - offset;
@@ -75,11 +74,16 @@ class ObjectChecker {
   }
 
   void leave() {
-    const std::size_t number = open_.back().number;
-    states_[2 * (objects_.areInOrder() ? number : objects_.offsetOf(number)) + 1] = false;
+    states_[stateOf(open_.back().number) + 1] = false;
     open_.pop_back();
     progress_.count(sizeof(OpenContainer));
     if (!open_.empty()) lookAt(objects_.object(objects_.offsetOf(open_.back().number)));
+  }
+
+  // An object that several numbers mean is one object. Where each has its own, their states stand
+  // closer together by number.
+  std::size_t stateOf(std::size_t number) const {
+    return 2 * (objects_.areInOrder() ? number : objects_.offsetOf(number));
   }
 
   void lookAt(const BinaryObject& container) {
@@ -124,8 +128,9 @@ PropertyListString find(std::string_view key, const BinaryObjects& objects) {
 
 bool areSound(const BinaryObjects& objects, ReadingProgress& progress) {
   constexpr std::size_t maximum = std::numeric_limits<std::uint32_t>::max();
-  return objects.end() <= maximum ? ObjectChecker<std::uint32_t>(objects, progress).check()
-                                  : ObjectChecker<std::uint64_t>(objects, progress).check();
+  return std::max(objects.end(), objects.count()) <= maximum
+             ? ObjectChecker<std::uint32_t>(objects, progress).check()
+             : ObjectChecker<std::uint64_t>(objects, progress).check();
 }
 
 }  // namespace
