@@ -181,11 +181,14 @@ def reader():
     rounds = either(30, 3)
     for size in sizes:
         forms = property_lists.write_forms(LISTS / "forms", size)
-        with Program("reader", *forms.values()) as program:
+        with contextlib.ExitStack() as processes:
+            # One for each: the heap that libplist leaves behind costs whoever asks for much next.
+            programs = {name: processes.enter_context(Program("reader", *forms.values()))
+                        for name in ("ours", "libplist", "expat")}
             count = max(1, either(500_000, 200_000) // size)
             subjects = {f"{name}_{form}": program.subject(f"{name}{index}", count)
                         for index, form in enumerate(forms)
-                        for name in ("ours", "libplist", "expat")
+                        for name, program in programs.items()
                         if name == "ours" or form != "openstep"
                         if name != "expat" or form == "xml"}
             series = alternate(rounds, **subjects)
